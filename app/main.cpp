@@ -1,0 +1,17 @@
+// Starts the program: the identity that its settings are kept under, one window, the event loop.
+
+#include "window/mainwindow.h"
+
+#include <QApplication>
+
+int main(int argc, char *argv[])
+{
+    const QApplication app(argc, argv);
+    // Both before the window: its settings store takes its place on disk from them.
+    QCoreApplication::setOrganizationName("Quillmora");
+    QCoreApplication::setOrganizationDomain("quillmora.example");
+
+    MainWindow window;
+    window.show();
+    return QApplication::exec();
+}

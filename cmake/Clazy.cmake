@@ -1,0 +1,8 @@
+# The checks that clazy runs. String connections and connect-by-name are this project's way, so the
+# checks that ask for others are off.
+
+set(checks level0 level1
+    no-connect-by-name
+    no-overloaded-signal)
+string(REPLACE ";" "," checks "${checks}")
+add_compile_options("SHELL:-Xclang -plugin-arg-clazy -Xclang ${checks}")

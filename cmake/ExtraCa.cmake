@@ -1,0 +1,35 @@
+# Compiles a PEM file of CA certificates into a target, as a bundle of its own.
+
+function(veltrano_check_extra_ca file)
+    if(NOT EXISTS "${file}" OR IS_DIRECTORY "${file}")
+        message(FATAL_ERROR "VELTRANO_EXTRA_CA names no file: \"${file}\".")
+    endif()
+    find_program(OPENSSL_PROGRAM openssl)
+    if(OPENSSL_PROGRAM)
+        execute_process(COMMAND "${OPENSSL_PROGRAM}" x509 -noout -in "${file}"
+            RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
+        if(NOT result EQUAL 0)
+            message(FATAL_ERROR "VELTRANO_EXTRA_CA holds no PEM certificate: \"${file}\".")
+        endif()
+    else()
+        file(STRINGS "${file}" lines REGEX "^-----BEGIN CERTIFICATE-----")
+        if(NOT lines)
+            message(FATAL_ERROR "VELTRANO_EXTRA_CA holds no PEM certificate: \"${file}\".")
+        endif()
+    endif()
+endfunction()
+
+# The target compiles service/extraca.cpp; the certificates are then found at ":/extra-ca.pem".
+function(veltrano_add_extra_ca target file)
+    get_filename_component(file "${file}" ABSOLUTE BASE_DIR "${PROJECT_SOURCE_DIR}")
+    veltrano_check_extra_ca("${file}")
+    # Beside a copy: a resource file names its files relative to itself.
+    set(folder "${CMAKE_CURRENT_BINARY_DIR}/${target}_extra_ca")
+    configure_file("${file}" "${folder}/extra-ca.pem" COPYONLY)
+    file(WRITE "${folder}/extraca.qrc.new"
+        "<RCC><qresource prefix=\"/\"><file>extra-ca.pem</file></qresource></RCC>\n")
+    configure_file("${folder}/extraca.qrc.new" "${folder}/extraca.qrc" COPYONLY)
+    qt5_add_resources(sources "${folder}/extraca.qrc" OPTIONS --format-version 2 --no-compress)
+    target_sources(${target} PRIVATE ${sources})
+    target_compile_definitions(${target} PRIVATE VELTRANO_WITH_EXTRA_CA)
+endfunction()

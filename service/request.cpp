@@ -1,0 +1,38 @@
+// What all requests have in common: the address, the form's text, the post that is sent once.
+
+#include "request.h"
+
+#include "oneshotbody.h"
+#include "servicehost.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QUrl>
+#include <QUrlQuery>
+
+QUrl serviceUrl(const QString &strPath)
+{
+    return QUrl("https://" + serviceHost() + strPath);
+}
+
+QNetworkRequest formRequest(const QString &strPath)
+{
+    QNetworkRequest request(serviceUrl(strPath));
+    request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
+    return request;
+}
+
+QByteArray formBody(const QUrlQuery &items)
+{
+    return items.toString().toUtf8();
+}
+
+QNetworkReply *postOnce(QNetworkAccessManager *pNetManager, const QNetworkRequest &request,
+                        const QByteArray &baBody)
+{
+    auto *pBody = new OneShotBody(baBody);
+    QNetworkReply *pReply = pNetManager->post(request, pBody);
+    pBody->setParent(pReply);
+    return pReply;
+}

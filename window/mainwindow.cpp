@@ -1,0 +1,74 @@
+// The window's construction: its parts, their order and the wiring of its widgets.
+
+#include "mainwindow.h"
+#include "ui_mainwindow.h"
+
+#include "plaintooltips.h"
+
+#include <QDebug>
+#include <QNetworkAccessManager>
+#include <QPushButton>
+#include <QSettings>
+#include <QStandardItemModel>
+
+MainWindow::MainWindow(QWidget *pParent) : QMainWindow(pParent), ui(new Ui::MainWindow)
+{
+    ui->setupUi(this);
+    qInfo() << "Construct";
+    m_pSerialPort = new QSerialPort(this);
+    setupTrackerView();
+    setupSelectionButtons();
+    m_bLoggedIn = false;
+    SetupCertificates();
+    m_pNetManager = new QNetworkAccessManager(this);
+    m_pSettings = new QSettings(this);
+    qInfo() << m_pSettings->applicationName();
+    setupButtons();
+    ui->userLineEdit->setText(m_pSettings->value("lastuser", QVariant()).toString());
+    ui->progressBar->hide();
+    ui->loginButton->setAutoDefault(true);
+    connect(ui->passwordLineEdit, SIGNAL(returnPressed()), this, SLOT(onLoginReturnPressed()));
+    // Before its check box is connected: finding a reader here is no click.
+    EnumReaders(true);
+    connect(ui->barReaderFound, SIGNAL(clicked(bool)), this, SLOT(onSearchBarReader(bool)));
+    connect(this, SIGNAL(signalGotSN(QString)), this, SLOT(gotABarCode(QString)));
+}
+
+MainWindow::~MainWindow()
+{
+    delete ui;
+}
+
+void MainWindow::setupTrackerView()
+{
+    m_pTrackerModel = new QStandardItemModel;
+    ui->treeView->setModel(m_pTrackerModel);
+    ui->treeView->setItemDelegate(new PlainToolTips(ui->treeView));
+    connect(ui->treeView, SIGNAL(doubleClicked(QModelIndex)),
+            this, SLOT(onTrackerDoubleClick(QModelIndex)));
+    connect(ui->treeView, SIGNAL(customContextMenuRequested(QPoint)),
+            this, SLOT(onTrackerContextMenuRequested(QPoint)));
+    ui->treeView->setContextMenuPolicy(Qt::CustomContextMenu);
+}
+
+void MainWindow::setupSelectionButtons()
+{
+    auto *pSelectAllButton = new QPushButton("Select All", this);
+    auto *pSelectNoneButton = new QPushButton("Select none", this);
+    ui->selectionBox->addButton(pSelectAllButton, QDialogButtonBox::ActionRole);
+    ui->selectionBox->addButton(pSelectNoneButton, QDialogButtonBox::ActionRole);
+    connect(pSelectAllButton, SIGNAL(clicked(bool)), this, SLOT(onSelectAll(bool)));
+    connect(pSelectNoneButton, SIGNAL(clicked(bool)), this, SLOT(onSelectNone(bool)));
+}
+
+void MainWindow::setupButtons()
+{
+    connect(ui->loginButton, SIGNAL(clicked(bool)), this, SLOT(onLoginClicked(bool)));
+    connect(ui->groupComboBox, SIGNAL(currentIndexChanged(int)), this, SLOT(onGroupChanged(int)));
+    connect(ui->activateButton, SIGNAL(clicked(bool)), this, SLOT(onActivateButton(bool)));
+    // One slot for both profile buttons: it tells them apart by the sender's name.
+    connect(ui->extendProfile, SIGNAL(clicked(bool)), this, SLOT(setProfileButton(bool)));
+    connect(ui->normalProfile, SIGNAL(clicked(bool)), this, SLOT(setProfileButton(bool)));
+    connect(ui->pushButtonNewGroup, SIGNAL(clicked(bool)), this, SLOT(onNewGroup(bool)));
+    connect(ui->buttonRefresh, SIGNAL(clicked(bool)), this, SLOT(onButtonRefresh(bool)));
+}

@@ -1,0 +1,20 @@
+// Tool tips that come from the service are never rich text.
+
+#include "plaintooltips.h"
+
+#include <QAbstractItemView>
+#include <QHelpEvent>
+#include <QTextDocument>
+#include <QToolTip>
+
+bool PlainToolTips::helpEvent(QHelpEvent *pEvent, QAbstractItemView *pView,
+                              const QStyleOptionViewItem &option, const QModelIndex &index)
+{
+    const QString strTip = index.data(Qt::ToolTipRole).toString();
+    if (pEvent->type() != QEvent::ToolTip || !Qt::mightBeRichText(strTip))
+        return QStyledItemDelegate::helpEvent(pEvent, pView, option, index);
+
+    QToolTip::showText(pEvent->globalPos(), "<span>" + strTip.toHtmlEscaped() + "</span>", pView,
+                       pView->visualRect(index));
+    return true;
+}

@@ -1,0 +1,8 @@
+// Changing the profile of trackers.
+
+#include "mainwindow.h"
+
+void MainWindow::setProfileButton(bool bClick)
+{
+    Q_UNUSED(bClick)
+}
