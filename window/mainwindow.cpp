@@ -44,10 +44,10 @@ void MainWindow::setupTrackerView()
     m_pTrackerModel = new QStandardItemModel;
     ui->treeView->setModel(m_pTrackerModel);
     ui->treeView->setItemDelegate(new PlainToolTips(ui->treeView));
-    connect(ui->treeView, SIGNAL(doubleClicked(QModelIndex)),
-            this, SLOT(onTrackerDoubleClick(QModelIndex)));
-    connect(ui->treeView, SIGNAL(customContextMenuRequested(QPoint)),
-            this, SLOT(onTrackerContextMenuRequested(QPoint)));
+    connect(ui->treeView, SIGNAL(doubleClicked(QModelIndex)), this,
+                                 SLOT(onTrackerDoubleClick(QModelIndex)));
+    connect(ui->treeView, SIGNAL(customContextMenuRequested(QPoint)), this,
+                                 SLOT(onTrackerContextMenuRequested(QPoint)));
     ui->treeView->setContextMenuPolicy(Qt::CustomContextMenu);
 }
 

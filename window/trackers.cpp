@@ -67,8 +67,8 @@ bool appendActivations(QStandardItem *pSerialNumber, const QJsonArray &activatio
         const int iDone = activation["done"].toString().toInt();
         const int iId = activation["id"].toString().toInt();
 
-        auto *pItem = new QStandardItem(activation["startTime"].toString() + " -> "
-                                        + activation["endTime"].toString());
+        auto *pItem = new QStandardItem(activation["startTime"].toString() + " -> " +
+                                        activation["endTime"].toString());
         pItem->setEditable(false);
         pItem->setData(iDone, ActivationDoneRole);
         pItem->setData(iId, ActivationIdRole);
@@ -86,8 +86,7 @@ void setTrackerRow(QStandardItemModel *pModel, int iRow, const QJsonObject &trac
     pModel->setItem(iRow, SerialNumberColumn, pSerialNumber);
     pModel->setItem(iRow, TrackerNameColumn, new QStandardItem(tracker["TrackerName"].toString()));
     pModel->setItem(iRow, CompeIdColumn, new QStandardItem(tracker["compe_id"].toString()));
-    pModel->setItem(iRow, FirmwareColumn,
-                    new QStandardItem(firmwareText(tracker["v"].toString())));
+    pModel->setItem(iRow, FirmwareColumn, new QStandardItem(firmwareText(tracker["v"].toString())));
     pModel->setItem(iRow, ImsiColumn, new QStandardItem(tracker["imsi"].toString()));
 
     const bool bPending = appendActivations(pSerialNumber, tracker["activations"].toArray());

@@ -1,0 +1,194 @@
+// What every test of the window needs: its own settings, a service on a free port, the log, and
+// someone who answers message boxes.
+
+#include "windowtest.h"
+
+#include "service/extraca.h"
+#include "service/servicehost.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QLabel>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace {
+constexpr int BoxPollMs = 5;
+
+quint16 g_iServicePort = 1; // nobody listens there
+
+QList<QSslCertificate> &extraCertificates()
+{
+    static QList<QSslCertificate> certificates{testCa()};
+    return certificates;
+}
+
+struct Log
+{
+    QMutex mutex; // the framework's network thread logs too
+    QStringList infos;
+    QStringList warnings;
+};
+
+Log &processLog()
+{
+    static Log log;
+    return log;
+}
+
+QtMessageHandler g_pPreviousHandler = nullptr;
+
+void keepMessage(QtMsgType type, const QMessageLogContext &context, const QString &strMessage)
+{
+    {
+        QMutexLocker locker(&processLog().mutex);
+        if (type == QtInfoMsg)
+            processLog().infos << strMessage;
+        else if (type != QtDebugMsg && !strMessage.startsWith("This plugin does not support"))
+            processLog().warnings << strMessage;
+    }
+    // Info lines are many, and QtTest stops counting after 2,000 messages.
+    if (type != QtInfoMsg && g_pPreviousHandler)
+        g_pPreviousHandler(type, context, strMessage);
+}
+} // namespace
+
+QString serviceHost()
+{
+    return "localhost:" + QString::number(g_iServicePort);
+}
+
+QList<QSslCertificate> extraCaCertificates()
+{
+    return extraCertificates();
+}
+
+void setServicePort(quint16 iPort)
+{
+    g_iServicePort = iPort;
+}
+
+void setExtraCaCertificates(const QList<QSslCertificate> &certificates)
+{
+    extraCertificates() = certificates;
+}
+
+QSslCertificate testCa()
+{
+    return QSslCertificate::fromPath(TEST_CERTIFICATES "/ca.pem").value(0);
+}
+
+QStringList infoLog()
+{
+    QMutexLocker locker(&processLog().mutex);
+    return processLog().infos;
+}
+
+QStringList warningLog()
+{
+    QMutexLocker locker(&processLog().mutex);
+    return processLog().warnings;
+}
+
+void clearLog()
+{
+    // QtTest puts a handler of its own in place when it starts, so this is done in every init().
+    const QtMessageHandler pReplaced = qInstallMessageHandler(keepMessage);
+    if (pReplaced != keepMessage)
+        g_pPreviousHandler = pReplaced;
+
+    QMutexLocker locker(&processLog().mutex);
+    processLog().infos.clear();
+    processLog().warnings.clear();
+}
+
+bool SeenBox::operator==(const SeenBox &other) const
+{
+    return title == other.title && text == other.text && icon == other.icon &&
+           buttons == other.buttons && hasDefaultButton == other.hasDefaultButton &&
+           textFormat == other.textFormat && parentName == other.parentName;
+}
+
+class BoxAnswers::Private : public QObject
+{
+    Q_OBJECT
+
+public:
+    QList<QMessageBox::StandardButton> m_buttons;
+    QList<SeenBox> m_seen;
+    std::function<void()> m_action;
+    QTimer m_timer;
+
+public slots:
+    void look()
+    {
+        auto *pBox = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (!pBox || !pBox->isVisible())
+            return;
+        m_timer.stop(); // the action may wait for something in an event loop of its own
+        keep(pBox);
+        if (m_action)
+            std::exchange(m_action, nullptr)();
+        QAbstractButton *pButton =
+            m_buttons.isEmpty() ? nullptr : pBox->button(m_buttons.takeFirst());
+        if (pButton)
+            pButton->click();
+        else
+            pBox->reject();
+        m_timer.start(BoxPollMs);
+    }
+
+private:
+    void keep(QMessageBox *pBox)
+    {
+        SeenBox box;
+        box.title = pBox->windowTitle();
+        box.text = pBox->text();
+        box.icon = pBox->icon();
+        box.buttons = pBox->standardButtons();
+        box.hasDefaultButton = pBox->defaultButton() != nullptr;
+        box.textFormat = pBox->findChild<QLabel *>("qt_msgbox_label")->textFormat();
+        box.parentName = pBox->parentWidget() ? pBox->parentWidget()->objectName() : QString();
+        m_seen << box;
+    }
+};
+
+BoxAnswers::BoxAnswers(const QList<QMessageBox::StandardButton> &buttons) : d(new Private)
+{
+    d->m_buttons = buttons;
+    QObject::connect(&d->m_timer, SIGNAL(timeout()), d, SLOT(look()));
+    d->m_timer.start(BoxPollMs);
+}
+
+BoxAnswers::~BoxAnswers()
+{
+    delete d;
+}
+
+const QList<SeenBox> &BoxAnswers::seen() const
+{
+    return d->m_seen;
+}
+
+void BoxAnswers::whileOpen(const std::function<void()> &action)
+{
+    d->m_action = action;
+}
+
+void prepareTestProcess()
+{
+    static const QTemporaryDir home;
+    const QByteArray baHome = home.path().toLocal8Bit();
+    qputenv("HOME", baHome);
+    qputenv("XDG_CONFIG_HOME", baHome + "/config");
+    qputenv("XDG_DATA_HOME", baHome + "/data");
+    qputenv("XDG_RUNTIME_DIR", baHome);
+    QCoreApplication::setOrganizationName("tests");
+}
+
+#include "windowtest.moc"

@@ -1,0 +1,91 @@
+#ifndef TESTS_SUPPORT_WINDOWTEST_H
+#define TESTS_SUPPORT_WINDOWTEST_H
+
+#include <QApplication>
+#include <QByteArray>
+#include <QList>
+#include <QMessageBox>
+#include <QSslCertificate>
+#include <QString>
+#include <QStringList>
+#include <QTest>
+
+#include <functional>
+
+/// The one child of that name, which must be there.
+template <typename Child>
+Child *childOf(QObject *pParent, const char *pName)
+{
+    auto *pChild = pParent->findChild<Child *>(pName);
+    if (!pChild)
+        qFatal("no %s of the expected class", pName);
+    return pChild;
+}
+
+// What the build decides for the program, a test decides here.
+
+/// The client's requests go to this port of localhost from now on.
+void setServicePort(quint16 iPort);
+/// The certificates that windows made from now on add to the trust anchors; at first the tests' CA.
+void setExtraCaCertificates(const QList<QSslCertificate> &certificates);
+/// The CA that signed the scripted server's "trusted" certificate.
+QSslCertificate testCa();
+
+// The log, collected from the first clearLog() on: call it in every init().
+
+/// Info messages since the last clearLog(), as they would be printed.
+QStringList infoLog();
+/// Messages above info level since the last clearLog(). A misspelled connection is one of these.
+QStringList warningLog();
+void clearLog();
+
+// Message boxes
+
+/// What a message box showed.
+struct SeenBox
+{
+    QString title;
+    QString text;
+    QMessageBox::Icon icon = QMessageBox::NoIcon;
+    QMessageBox::StandardButtons buttons = QMessageBox::NoButton;
+    bool hasDefaultButton = false;
+    Qt::TextFormat textFormat = Qt::AutoText;
+    QString parentName; // object name of the box's parent widget
+
+    bool operator==(const SeenBox &other) const;
+};
+
+/// Answers the message boxes that open from its making to its end, with one button each, and keeps
+/// what they showed. Make it before the click that opens the box.
+class BoxAnswers
+{
+public:
+    /// One button a box, in order; a further box is closed by Escape and counted all the same.
+    explicit BoxAnswers(const QList<QMessageBox::StandardButton> &buttons);
+    ~BoxAnswers();
+    BoxAnswers(const BoxAnswers &) = delete;
+    BoxAnswers &operator=(const BoxAnswers &) = delete;
+
+    const QList<SeenBox> &seen() const;
+    /// Run while the next box is open, before it is answered.
+    void whileOpen(const std::function<void()> &action);
+
+private:
+    class Private;
+    Private *d;
+};
+
+/// Prepares the process: own settings folder, own organization. Called before the application
+/// object exists.
+void prepareTestProcess();
+
+#define VELTRANO_TEST_MAIN(TestObject)                                                             \
+    int main(int argc, char *argv[])                                                               \
+    {                                                                                              \
+        prepareTestProcess();                                                                      \
+        QApplication app(argc, argv);                                                              \
+        TestObject test;                                                                           \
+        return QTest::qExec(&test, argc, argv);                                                    \
+    }
+
+#endif // TESTS_SUPPORT_WINDOWTEST_H

@@ -1,0 +1,438 @@
+// Logging in and out: the request's bytes, the widgets' states, the stored user, the refusals.
+
+#include "scriptedserver.h"
+#include "windowtest.h"
+
+#include "window/mainwindow.h"
+
+#include <QCalendarWidget>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardItemModel>
+#include <QTreeView>
+
+namespace {
+const char *const Accepted = R"({"id":7,"msg":"","name":"Nora Ånes"})";
+const char *const TwoGroups = R"({"rcode":0,"groups":[{"id":"12","group_name":"Club A"},)"
+                              R"({"id":"40","group_name":"Club B"}]})";
+const char *const TwoTrackers = R"({"rcode":0,"balance":"12.50","trackers":[)"
+                                R"({"deviceSn":"1000001"},{"deviceSn":"1000002"}]})";
+} // namespace
+
+class TestLogin : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void requestBytes();
+    void bodies_data();
+    void bodies();
+    void buttonIsDisabledWhileUnderWay();
+    void accepted();
+    void acceptedLog();
+    void idDecides_data();
+    void idDecides();
+    void refused();
+    void failedReplies_data();
+    void failedReplies();
+    void refusalIsPlainText();
+    void refusalLeavesStoredUser();
+    void returnInPasswordField();
+    void returnInUserFieldDoesNothing();
+    void returnSendsAgainWhileUnderWay();
+    void logout();
+    void logoutByReturn();
+    void logoutLeavesBalanceProgressAndCookies();
+    void lateListRefillsAfterLogout();
+
+private:
+    template <typename Widget>
+    Widget *widget(const char *pName)
+    {
+        return childOf<Widget>(m_pWindow.data(), pName);
+    }
+    void typeCredentials(const QString &strUser, const QString &strPassword);
+    void clickLogin() { QTest::mouseClick(widget<QPushButton>("loginButton"), Qt::LeftButton); }
+    void logIn();
+    int requestCount() const { return m_pServer->requests().size(); }
+
+    QScopedPointer<ScriptedServer> m_pServer;
+    QScopedPointer<MainWindow> m_pWindow;
+};
+
+void TestLogin::init()
+{
+    clearLog();
+    QSettings().clear();
+    m_pServer.reset(new ScriptedServer);
+    setServicePort(m_pServer->serverPort());
+    m_pWindow.reset(new MainWindow);
+    clearLog();
+}
+
+void TestLogin::cleanup()
+{
+    m_pWindow.reset();
+    m_pServer.reset();
+    QCOMPARE(warningLog(), QStringList());
+}
+
+void TestLogin::typeCredentials(const QString &strUser, const QString &strPassword)
+{
+    widget<QLineEdit>("userLineEdit")->setText(strUser);
+    widget<QLineEdit>("passwordLineEdit")->setText(strPassword);
+}
+
+void TestLogin::logIn()
+{
+    m_pServer->answer("/bslogin.php", Accepted);
+    m_pServer->answer("/bsGetMyGroups.php", TwoGroups);
+    m_pServer->answer("/bsGetGroupTrackers.php", TwoTrackers);
+    typeCredentials("nora@club.example", "secret");
+    clickLogin();
+    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+}
+
+void TestLogin::requestBytes()
+{
+    typeCredentials("nora@club.example", "a b&c=d");
+    clickLogin();
+    QTRY_COMPARE(requestCount(), 1);
+
+    const ScriptedServer::Request request = m_pServer->requests().first();
+    const QByteArray baHost = "localhost:" + QByteArray::number(m_pServer->serverPort());
+    QCOMPARE(request.head, "POST /bslogin.php HTTP/1.1\r\n"
+                           "Host: " +
+                               baHost +
+                               "\r\n"
+                               "Content-Type: application/x-www-form-urlencoded\r\n"
+                               "Content-Length: 44\r\n"
+                               "Connection: Keep-Alive\r\n"
+                               "Accept-Encoding: gzip, deflate\r\n"
+                               "Accept-Language: en,*\r\n"
+                               "User-Agent: Mozilla/5.0\r\n\r\n");
+    QCOMPARE(request.body, QByteArray("email=nora@club.example&password=a b%26c%3Dd"));
+}
+
+void TestLogin::bodies_data()
+{
+    QTest::addColumn<QString>("user");
+    QTest::addColumn<QString>("password");
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("both empty") << ""
+                                << "" << QByteArray("email=&password=");
+    QTest::newRow("blanks are not trimmed") << " a "
+                                            << "  " << QByteArray("email= a &password=  ");
+    QTest::newRow("plus stays") << "a+b@c"
+                                << "+" << QByteArray("email=a+b@c&password=+");
+    QTest::newRow("delimiters") << "&"
+                                << "=" << QByteArray("email=%26&password=%3D");
+    QTest::newRow("percent sign") << "50%"
+                                  << "100%" << QByteArray("email=50%25&password=100%25");
+    QTest::newRow("percent sequence is decoded") << "%41"
+                                                 << "%20x" << QByteArray("email=A&password= x");
+    QTest::newRow("percent-encoded delimiters stay")
+        << "%26"
+        << "%25" << QByteArray("email=%26&password=%25");
+    QTest::newRow("marks of the query itself")
+        << "\"<>{}|\\^`"
+        << "!#$'()*,-./:;?@[]_~"
+        << QByteArray("email=%22%3C%3E%7B%7D%7C%5C%5E%60&password=!#$'()*,-./:;?@[]_~");
+    QTest::newRow("non-ASCII stays UTF-8")
+        << QString::fromUtf8("ñandú@é") << QString::fromUtf8("пароль€")
+        << QByteArray("email=ñandú@é&password=пароль€");
+}
+
+void TestLogin::bodies()
+{
+    QFETCH(QString, user);
+    QFETCH(QString, password);
+    QFETCH(QByteArray, body);
+    typeCredentials(user, password);
+    clickLogin();
+    QTRY_COMPARE(requestCount(), 1);
+    QCOMPARE(m_pServer->requests().first().body, body);
+    QCOMPARE(m_pServer->requests().first().header("Content-Length"),
+             QByteArray::number(body.size()));
+}
+
+void TestLogin::buttonIsDisabledWhileUnderWay()
+{
+    typeCredentials("nora@club.example", "secret");
+    clickLogin();
+    QTRY_COMPARE(requestCount(), 1);
+    QVERIFY(!widget<QPushButton>("loginButton")->isEnabled());
+    QVERIFY(widget<QLineEdit>("userLineEdit")->isEnabled());
+    QVERIFY(widget<QLineEdit>("passwordLineEdit")->isEnabled());
+    QVERIFY(widget<QTreeView>("treeView")->isEnabled());
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    clickLogin(); // a disabled button takes no click
+    QVERIFY(m_pServer->release("/bslogin.php", QByteArray(Accepted)));
+    QTRY_VERIFY(widget<QPushButton>("loginButton")->isEnabled());
+    QCOMPARE(m_pServer->requestsTo("/bslogin.php").size(), 1);
+}
+
+void TestLogin::accepted()
+{
+    // As an earlier logout leaves them.
+    for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
+        widget<QWidget>(pName)->setEnabled(false);
+    m_pServer->answer("/bslogin.php", Accepted);
+    typeCredentials("  nora@club.example", "secret");
+    clickLogin();
+    QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 1);
+
+    auto *pLogin = widget<QPushButton>("loginButton");
+    QCOMPARE(pLogin->text(), QString("Logout"));
+    QVERIFY(pLogin->isEnabled());
+    for (const char *pName : {"userLineEdit", "passwordLineEdit"})
+        QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
+    for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
+        QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
+    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString("secret"));
+    QCOMPARE(requestCount(), 2);
+
+    m_pWindow.reset();
+    QCOMPARE(QSettings().allKeys(), QStringList("lastuser"));
+    QCOMPARE(QSettings().value("lastuser"), QVariant("  nora@club.example"));
+    m_pWindow.reset(new MainWindow);
+    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString("  nora@club.example"));
+    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
+}
+
+void TestLogin::acceptedLog()
+{
+    m_pServer->answer("/bslogin.php", R"({"id":1,"name":"Nora"})");
+    typeCredentials("nora@club.example", "a-very-secret-word");
+    clickLogin();
+    QTRY_COMPARE(requestCount(), 2);
+    QCOMPARE(infoLog(), QStringList({R"("{\"id\":1,\"name\":\"Nora\"}")", R"("Nora")"}));
+}
+
+void TestLogin::idDecides_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::addColumn<bool>("accepted");
+    QTest::newRow("1 is the least") << QByteArray(R"({"id":1})") << true;
+    QTest::newRow("large") << QByteArray(R"({"id":2147483647})") << true;
+    QTest::newRow("whole number with a fraction") << QByteArray(R"({"id":3.0})") << true;
+    QTest::newRow("accepted in spite of a code") << QByteArray(R"({"id":1,"rcode":-99})") << true;
+    QTest::newRow("0") << QByteArray(R"({"id":0})") << false;
+    QTest::newRow("negative") << QByteArray(R"({"id":-1})") << false;
+    QTest::newRow("text") << QByteArray(R"({"id":"12"})") << false;
+    QTest::newRow("fraction") << QByteArray(R"({"id":1.5})") << false;
+    QTest::newRow("beyond 32 bits") << QByteArray(R"({"id":2147483648})") << false;
+    QTest::newRow("true") << QByteArray(R"({"id":true})") << false;
+    QTest::newRow("null") << QByteArray(R"({"id":null})") << false;
+    QTest::newRow("missing") << QByteArray(R"({"name":"x"})") << false;
+    QTest::newRow("array of an object") << QByteArray(R"([{"id":1}])") << false;
+}
+
+void TestLogin::idDecides()
+{
+    QFETCH(QByteArray, body);
+    QFETCH(bool, accepted);
+    BoxAnswers answers({QMessageBox::Ok});
+    m_pServer->answer("/bslogin.php", body);
+    clickLogin();
+    QTRY_VERIFY(widget<QPushButton>("loginButton")->isEnabled());
+    QCOMPARE(answers.seen().size(), accepted ? 0 : 1);
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString(accepted ? "Logout" : "Login"));
+}
+
+void TestLogin::refused()
+{
+    BoxAnswers answers({QMessageBox::Ok});
+    bool bEnabledWhileOpen = true;
+    answers.whileOpen([&] { bEnabledWhileOpen = widget<QPushButton>("loginButton")->isEnabled(); });
+    m_pServer->answer("/bslogin.php", R"({"id":0,"msg":"Wrong password","name":"Nora"})");
+    typeCredentials("nora@club.example", "secrte");
+    clickLogin();
+    QTRY_VERIFY(!answers.seen().isEmpty());
+    QTRY_VERIFY(widget<QPushButton>("loginButton")->isEnabled());
+
+    SeenBox expected;
+    expected.title = "Error";
+    expected.text = "Wrong password";
+    expected.icon = QMessageBox::Critical;
+    expected.buttons = QMessageBox::Ok;
+    expected.textFormat = Qt::PlainText;
+    expected.parentName = "MainWindow";
+    QCOMPARE(answers.seen(), QList<SeenBox>{expected});
+    QVERIFY(!bEnabledWhileOpen); // the box comes first
+
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString("nora@club.example"));
+    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString("secrte"));
+    for (const char *pName :
+         {"userLineEdit", "passwordLineEdit", "groupComboBox", "calendarWidget", "treeView"})
+        QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
+    QCOMPARE(requestCount(), 1);
+    // The name is logged for an accepted login only.
+    QCOMPARE(infoLog().size(), 1);
+}
+
+void TestLogin::failedReplies_data()
+{
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("empty body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n");
+    QTest::newRow("not JSON") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\n<html>");
+    QTest::newRow("closed without a byte") << QByteArray();
+    QTest::newRow("half a status line") << QByteArray("HTTP/1.1 2");
+    QTest::newRow("error page") << QByteArray("HTTP/1.1 500 Oh\r\nContent-Length: 2\r\n\r\nno");
+    QTest::newRow("redirect") << QByteArray(
+        "HTTP/1.1 302 Found\r\nLocation: https://localhost:1/\r\n"
+        "Content-Length: 0\r\n\r\n");
+    QTest::newRow("cut body") << QByteArray(
+        "HTTP/1.1 200 OK\r\nContent-Length: 90\r\n\r\n{\"id\":1,");
+}
+
+void TestLogin::failedReplies()
+{
+    QFETCH(QByteArray, bytes);
+    BoxAnswers answers({QMessageBox::Ok});
+    m_pServer->script("/bslogin.php", ScriptedServer::sendAndClose(bytes));
+    clickLogin();
+    QTRY_VERIFY(!answers.seen().isEmpty());
+    QTRY_VERIFY(widget<QPushButton>("loginButton")->isEnabled());
+    QCOMPARE(answers.seen().size(), 1);
+    QCOMPARE(answers.seen().first().title, QString("Error"));
+    QCOMPARE(answers.seen().first().text, QString());
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCOMPARE(requestCount(), 1);
+}
+
+void TestLogin::refusalIsPlainText()
+{
+    BoxAnswers answers({QMessageBox::Ok});
+    m_pServer->answer("/bslogin.php", R"({"id":0,"msg":"<b>no</b><img src='file:///dev/zero'>"})");
+    clickLogin();
+    QTRY_VERIFY(!answers.seen().isEmpty());
+    QCOMPARE(answers.seen().first().text, QString("<b>no</b><img src='file:///dev/zero'>"));
+    QCOMPARE(answers.seen().first().textFormat, Qt::PlainText);
+}
+
+void TestLogin::refusalLeavesStoredUser()
+{
+    QSettings().setValue("lastuser", "first@club.example");
+    m_pWindow.reset(new MainWindow);
+    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString("first@club.example"));
+    BoxAnswers answers({QMessageBox::Ok});
+    m_pServer->answer("/bslogin.php", R"({"id":0,"msg":"no"})");
+    typeCredentials("second@club.example", "x");
+    clickLogin();
+    QTRY_VERIFY(!answers.seen().isEmpty());
+    m_pWindow.reset();
+    QCOMPARE(QSettings().value("lastuser"), QVariant("first@club.example"));
+}
+
+void TestLogin::returnInPasswordField()
+{
+    typeCredentials("nora@club.example", "secret");
+    QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
+    QTRY_COMPARE(requestCount(), 1);
+    QCOMPARE(m_pServer->requests().first().body,
+             QByteArray("email=nora@club.example&password=secret"));
+    QVERIFY(!widget<QPushButton>("loginButton")->isEnabled());
+}
+
+void TestLogin::returnInUserFieldDoesNothing()
+{
+    m_pWindow->show();
+    QTest::keyClick(widget<QLineEdit>("userLineEdit"), Qt::Key_Return);
+    QVERIFY(widget<QPushButton>("loginButton")->isEnabled());
+    // A request that follows is the first that arrives.
+    QTest::mouseClick(widget<QAbstractButton>("buttonRefresh"), Qt::LeftButton);
+    QTRY_COMPARE(requestCount(), 1);
+    QCOMPARE(m_pServer->requests().first().path(), QByteArray("/bsGetMyGroups.php"));
+}
+
+void TestLogin::returnSendsAgainWhileUnderWay()
+{
+    typeCredentials("nora@club.example", "secret");
+    clickLogin();
+    QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
+    QTRY_COMPARE(m_pServer->requestsTo("/bslogin.php").size(), 2);
+}
+
+void TestLogin::logout()
+{
+    logIn();
+    const int iBefore = requestCount();
+    widget<QLineEdit>("passwordLineEdit")->setText("secret");
+    clickLogin();
+
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QVERIFY(widget<QPushButton>("loginButton")->isEnabled());
+    for (const char *pName : {"userLineEdit", "passwordLineEdit"})
+        QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
+    for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
+        QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
+    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString("nora@club.example"));
+    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
+    QAbstractItemModel *pModel = widget<QTreeView>("treeView")->model();
+    QCOMPARE(pModel->rowCount(), 0);
+    QCOMPARE(pModel->columnCount(), 0);
+    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString());
+    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
+    QCOMPARE(QSettings().value("lastuser"), QVariant("nora@club.example"));
+
+    // Nothing was sent: the next login is the next request.
+    clickLogin();
+    QTRY_COMPARE(requestCount(), iBefore + 3);
+    QCOMPARE(m_pServer->requests().at(iBefore).path(), QByteArray("/bslogin.php"));
+}
+
+void TestLogin::logoutByReturn()
+{
+    logIn();
+    // The field is disabled now, but a press that the platform still delivers logs out.
+    QVERIFY(QMetaObject::invokeMethod(m_pWindow.data(), "onLoginReturnPressed"));
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
+}
+
+void TestLogin::logoutLeavesBalanceProgressAndCookies()
+{
+    m_pServer->script("/bslogin.php",
+                      ScriptedServer::reply(Accepted, "200 OK",
+                                            "Set-Cookie: sid=abc; Path=/; Secure; HttpOnly\r\n"));
+    m_pServer->answer("/bsGetMyGroups.php", TwoGroups);
+    m_pServer->answer("/bsGetGroupTrackers.php", TwoTrackers);
+    clickLogin();
+    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+    auto *pProgress = widget<QProgressBar>("progressBar");
+    pProgress->show();
+    clickLogin();
+    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString("12.50"));
+    QVERIFY(!pProgress->isHidden());
+
+    QTest::mouseClick(widget<QAbstractButton>("buttonRefresh"), Qt::LeftButton);
+    QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 2);
+    QCOMPARE(m_pServer->requests().first().header("Cookie"), QByteArray());
+    for (const ScriptedServer::Request &request : m_pServer->requests().mid(1))
+        QCOMPARE(request.header("Cookie"), QByteArray("sid=abc"));
+}
+
+void TestLogin::lateListRefillsAfterLogout()
+{
+    m_pServer->answer("/bslogin.php", Accepted);
+    clickLogin();
+    QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 1);
+    clickLogin();
+    QVERIFY(m_pServer->release("/bsGetMyGroups.php", QByteArray(TwoGroups)));
+    QTRY_COMPARE(widget<QComboBox>("groupComboBox")->count(), 2);
+    QVERIFY(!widget<QComboBox>("groupComboBox")->isEnabled());
+    QTRY_COMPARE(m_pServer->requestsTo("/bsGetGroupTrackers.php").size(), 1);
+}
+
+VELTRANO_TEST_MAIN(TestLogin)
+#include "tst_login.moc"
