@@ -60,8 +60,10 @@ void MainWindow::onGroupChanged(int iIdx)
 
     QNetworkReply *pReply = m_pNetManager->get(QNetworkRequest(url));
     connect(pReply, SIGNAL(finished()), this, SLOT(onGetTrackersResult()));
-    connect(pReply, SIGNAL(downloadProgress(qint64,qint64)), this,
-                           SLOT(onUploadProgress(qint64,qint64)));
+    // clang-format off
+    connect(pReply, SIGNAL(downloadProgress(qint64,qint64)),
+            this, SLOT(onUploadProgress(qint64,qint64)));
+    // clang-format on
 }
 
 void MainWindow::onButtonRefresh(bool)

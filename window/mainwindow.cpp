@@ -44,10 +44,12 @@ void MainWindow::setupTrackerView()
     m_pTrackerModel = new QStandardItemModel;
     ui->treeView->setModel(m_pTrackerModel);
     ui->treeView->setItemDelegate(new PlainToolTips(ui->treeView));
-    connect(ui->treeView, SIGNAL(doubleClicked(QModelIndex)), this,
-                                 SLOT(onTrackerDoubleClick(QModelIndex)));
-    connect(ui->treeView, SIGNAL(customContextMenuRequested(QPoint)), this,
-                                 SLOT(onTrackerContextMenuRequested(QPoint)));
+    // clang-format off
+    connect(ui->treeView, SIGNAL(doubleClicked(QModelIndex)),
+            this, SLOT(onTrackerDoubleClick(QModelIndex)));
+    connect(ui->treeView, SIGNAL(customContextMenuRequested(QPoint)),
+            this, SLOT(onTrackerContextMenuRequested(QPoint)));
+    // clang-format on
     ui->treeView->setContextMenuPolicy(Qt::CustomContextMenu);
 }
 

@@ -14,7 +14,9 @@ bool PlainToolTips::helpEvent(QHelpEvent *pEvent, QAbstractItemView *pView,
     if (pEvent->type() != QEvent::ToolTip || !Qt::mightBeRichText(strTip))
         return QStyledItemDelegate::helpEvent(pEvent, pView, option, index);
 
-    QToolTip::showText(pEvent->globalPos(), "<span>" + strTip.toHtmlEscaped() + "</span>", pView,
-                       pView->visualRect(index));
+    // Rich text all the same, but with every mark escaped and no blank or line break swallowed.
+    const QString strHtml =
+        "<span style=\"white-space:pre-wrap\">" + strTip.toHtmlEscaped() + "</span>";
+    QToolTip::showText(pEvent->globalPos(), strHtml, pView, pView->visualRect(index));
     return true;
 }

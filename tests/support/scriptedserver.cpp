@@ -102,7 +102,7 @@ ScriptedServer::Behaviour ScriptedServer::reply(const QByteArray &baBody,
     };
 }
 
-ScriptedServer::Behaviour ScriptedServer::close()
+ScriptedServer::Behaviour ScriptedServer::closeAtOnce()
 {
     return sendAndClose({});
 }

@@ -55,7 +55,7 @@ public:
     static Behaviour reply(const QByteArray &baBody, const QByteArray &baStatus = "200 OK",
                            const QByteArray &baHeaders = QByteArray());
     /// Closes without a byte.
-    static Behaviour close();
+    static Behaviour closeAtOnce();
     /// Sends these bytes and closes.
     static Behaviour sendAndClose(const QByteArray &baBytes);
 
