@@ -418,7 +418,8 @@ void TestLogin::logoutLeavesBalanceProgressAndCookies()
     QTest::mouseClick(widget<QAbstractButton>("buttonRefresh"), Qt::LeftButton);
     QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 2);
     QCOMPARE(m_pServer->requests().first().header("Cookie"), QByteArray());
-    for (const ScriptedServer::Request &request : m_pServer->requests().mid(1))
+    const QList<ScriptedServer::Request> later = m_pServer->requests().mid(1);
+    for (const ScriptedServer::Request &request : later)
         QCOMPARE(request.header("Cookie"), QByteArray("sid=abc"));
 }
 
