@@ -12,6 +12,7 @@
 #include <QMutex>
 #include <QMutexLocker>
 #include <QPushButton>
+#include <QScreen>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -189,6 +190,13 @@ void prepareTestProcess()
     qputenv("XDG_DATA_HOME", baHome + "/data");
     qputenv("XDG_RUNTIME_DIR", baHome);
     QCoreApplication::setOrganizationName("tests");
+}
+
+void keepScreenReachable()
+{
+    // On the heap: at the end of the process, when leaks are looked for, a plain static is gone.
+    static auto *pScreens = new QList<const QScreen *>;
+    pScreens->append(QGuiApplication::primaryScreen());
 }
 
 #include "windowtest.moc"

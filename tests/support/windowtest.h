@@ -79,11 +79,16 @@ private:
 /// object exists.
 void prepareTestProcess();
 
+/// The offscreen platform never deletes its screen; from here on the leak sanitizer sees that it is
+/// not lost. Once per application object.
+void keepScreenReachable();
+
 #define VELTRANO_TEST_MAIN(TestObject)                                                             \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \
         prepareTestProcess();                                                                      \
         QApplication app(argc, argv);                                                              \
+        keepScreenReachable();                                                                     \
         TestObject test;                                                                           \
         return QTest::qExec(&test, argc, argv);                                                    \
     }

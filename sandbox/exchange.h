@@ -1,0 +1,18 @@
+// What is said on a connection: from a request's bytes to the service and back, and the log of it.
+
+#ifndef SANDBOX_EXCHANGE_H
+#define SANDBOX_EXCHANGE_H
+
+#include <atomic>
+
+namespace httplib {
+class Server;
+}
+class Service;
+
+/// Makes the server answer every request from the service, with a JSON object for everything,
+/// nonsense included, and one log line each. Counts the requests that have arrived and whose reply
+/// is not yet sent. The service and the counter must outlive the server.
+void serve(httplib::Server &server, Service &service, std::atomic<int> &underWay);
+
+#endif // SANDBOX_EXCHANGE_H

@@ -1,0 +1,90 @@
+// Process start of the sandbox: options, certificates, port, database, and waiting for the end.
+
+#include "certificates.h"
+#include "endpoints.h"
+#include "options.h"
+#include "seed.h"
+#include "server.h"
+#include "store.h"
+
+#include <csignal>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+
+namespace {
+constexpr int CouldNotRun = 1;
+constexpr int WrongCommandLine = 2;
+
+/// The signals that end the program, kept from every thread so that only waitForEnd() sees them.
+sigset_t blockEndSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+void waitForEnd(const sigset_t &signals)
+{
+    int signal = 0;
+    sigwait(&signals, &signal);
+}
+
+void makeDataFolder(const std::string &folder)
+{
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        throw std::runtime_error("The folder " + folder + " cannot be made: " + error.message() +
+                                 ".");
+    }
+}
+
+void run(const Options &options)
+{
+    makeDataFolder(options.dataFolder);
+    const CertificatePaths certificates = certificatePaths(options.dataFolder);
+    ensureCertificates(certificates);
+    if (options.makeAuthorityOnly) {
+        std::cout << certificates.authority << std::endl;
+        return;
+    }
+
+    const sigset_t signals = blockEndSignals();
+    // The port first: a reset must not take the data away from a sandbox that is running.
+    HttpsServer server(certificates, options.port);
+    const Day today = options.today.value_or(currentDay());
+    Service service(openStore(options.database, options.reset, today), options.today,
+                    options.sessionLifetime);
+    server.start(service);
+    std::cout << "CA certificate: " << certificates.authority << '\n'
+              << "database: " << options.database << '\n'
+              << "log in as: " << DemoEmail << " with password: " << DemoPassword << '\n'
+              << "listening on https://localhost:" << server.port() << std::endl;
+    waitForEnd(signals);
+    server.stop();
+    std::cout << "stopped" << std::endl;
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    try {
+        const Options options = optionsFrom(std::vector<std::string>(argv + 1, argv + argc));
+        if (options.help) {
+            std::cout << helpText();
+            return 0;
+        }
+        run(options);
+        return 0;
+    } catch (const UsageError &error) {
+        std::cerr << "veltrano-sandbox: " << error.what() << std::endl;
+        return WrongCommandLine;
+    } catch (const std::exception &error) {
+        std::cerr << "veltrano-sandbox: " << error.what() << std::endl;
+        return CouldNotRun;
+    }
+}

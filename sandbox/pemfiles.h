@@ -1,0 +1,31 @@
+// Keys and certificates in PEM files.
+
+#ifndef SANDBOX_PEMFILES_H
+#define SANDBOX_PEMFILES_H
+
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
+
+struct CertificateDeleter
+{
+    void operator()(X509 *certificate) const { X509_free(certificate); }
+};
+struct KeyDeleter
+{
+    void operator()(EVP_PKEY *key) const { EVP_PKEY_free(key); }
+};
+using CertificatePointer = std::unique_ptr<X509, CertificateDeleter>;
+using KeyPointer = std::unique_ptr<EVP_PKEY, KeyDeleter>;
+
+/// Null when the file is missing, unreadable or holds no such thing.
+CertificatePointer readCertificate(const std::string &path);
+KeyPointer readKey(const std::string &path);
+
+/// Replace the file whole: nobody ever sees half of one. The key's file has mode 0600 from its
+/// first moment on. Both throw std::runtime_error with one sentence that names the file.
+void writeCertificate(const std::string &path, X509 *certificate);
+void writeKey(const std::string &path, EVP_PKEY *key);
+
+#endif // SANDBOX_PEMFILES_H

@@ -1,0 +1,143 @@
+// The HTTPS server: listening, starting and stopping. What is said on a connection is in exchange.
+
+#include "server.h"
+
+#include "exchange.h"
+
+#include <httplib.h>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <stdexcept>
+
+namespace {
+// Each open connection holds a thread, idle or not, and a client opens up to six.
+constexpr std::size_t ThreadsPerAddress = 64;
+constexpr time_t IdleSeconds = 60;
+constexpr std::size_t RequestsPerConnection = 1000000;
+constexpr std::size_t MaxBody = std::size_t{1} << 20U;
+constexpr time_t ReadSeconds = 10;
+constexpr int FreePortAttempts = 20;
+
+// At a stop: how long a request may take to arrive, and how long to be answered.
+constexpr std::chrono::milliseconds ReadingGrace(300);
+constexpr std::chrono::milliseconds WritingGrace(5000);
+constexpr std::chrono::milliseconds Pause(10);
+
+bool hasLoopback6()
+{
+    const int probe = socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (probe < 0)
+        return false;
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    const bool bound =
+        bind(probe, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0;
+    close(probe);
+    return bound;
+}
+
+void setUp(httplib::SSLServer &listener)
+{
+    // The library's own choice would let a second sandbox share the port in silence.
+    listener.set_socket_options([](socket_t listening) {
+        const int yes = 1;
+        setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+    });
+    listener.set_tcp_nodelay(true);
+    listener.set_keep_alive_timeout(IdleSeconds);
+    listener.set_keep_alive_max_count(RequestsPerConnection);
+    listener.set_read_timeout(ReadSeconds);
+    listener.set_payload_max_length(MaxBody);
+    listener.new_task_queue = [] {
+        return new httplib::ThreadPool(ThreadsPerAddress);
+    };
+}
+} // namespace
+
+HttpsServer::HttpsServer(const CertificatePaths &certificates, int port)
+{
+    // A free port of one address may be taken at the other.
+    for (int i = 0; i < (port == 0 ? FreePortAttempts : 1); ++i) {
+        if (bindAll(certificates, port))
+            return;
+    }
+    throw std::runtime_error("Port " + std::to_string(port) +
+                             " is taken; stop what listens there or choose another with --port.");
+}
+
+HttpsServer::~HttpsServer()
+{
+    stop();
+}
+
+std::unique_ptr<httplib::SSLServer> HttpsServer::newListener(const CertificatePaths &certificates)
+{
+    auto listener = std::make_unique<httplib::SSLServer>([this, &certificates](SSL_CTX &context) {
+        m_connections.watch(context);
+        return SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1 &&
+               SSL_CTX_use_certificate_chain_file(&context, certificates.server.c_str()) == 1 &&
+               SSL_CTX_use_PrivateKey_file(&context, certificates.serverKey.c_str(),
+                                           SSL_FILETYPE_PEM) == 1;
+    });
+    if (!listener->is_valid())
+        throw std::runtime_error("The certificate " + certificates.server + " cannot be used.");
+    setUp(*listener);
+    return listener;
+}
+
+bool HttpsServer::bindAll(const CertificatePaths &certificates, int port)
+{
+    m_listeners.clear();
+    auto listener4 = newListener(certificates);
+    m_port = port == 0 ? listener4->bind_to_any_port("127.0.0.1") : port;
+    if (m_port <= 0 || (port != 0 && !listener4->bind_to_port("127.0.0.1", port)))
+        return false;
+    m_listeners.push_back(std::move(listener4));
+
+    if (hasLoopback6()) {
+        auto listener6 = newListener(certificates);
+        if (!listener6->bind_to_port("::1", m_port))
+            return false;
+        m_listeners.push_back(std::move(listener6));
+    }
+    return true;
+}
+
+void HttpsServer::start(Service &service)
+{
+    for (const auto &listener : m_listeners) {
+        serve(*listener, service, m_underWay);
+        m_threads.emplace_back([raw = listener.get()] { raw->listen_after_bind(); });
+    }
+}
+
+void HttpsServer::stop()
+{
+    std::atomic<bool> joined{m_threads.empty()};
+    std::thread cutter([this, &joined] {
+        const auto start = std::chrono::steady_clock::now();
+        while (!joined) {
+            std::this_thread::sleep_for(Pause);
+            const auto waited = std::chrono::steady_clock::now() - start;
+            // Again and again: a connection may be accepted at the last moment.
+            if (waited > ReadingGrace && (m_underWay == 0 || waited > WritingGrace))
+                m_connections.cutAll();
+        }
+    });
+    for (std::size_t i = 0; i < m_threads.size(); ++i) {
+        // A stop before the thread listens would be lost.
+        while (!m_listeners[i]->is_running())
+            std::this_thread::sleep_for(Pause);
+        m_listeners[i]->stop();
+    }
+    for (std::thread &thread : m_threads)
+        thread.join();
+    m_threads.clear();
+    joined = true;
+    cutter.join();
+}

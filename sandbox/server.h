@@ -1,0 +1,52 @@
+// The transport: HTTPS on the two loopback addresses, in front of the service.
+
+#ifndef SANDBOX_SERVER_H
+#define SANDBOX_SERVER_H
+
+#include "certificates.h"
+#include "connections.h"
+#include "endpoints.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace httplib {
+class SSLServer;
+}
+
+/// Takes its port when it is made, so that nothing else is touched while another sandbox has it;
+/// answers once it is started.
+class HttpsServer
+{
+public:
+    /// Binds 127.0.0.1 and, where the machine has it, ::1. Port 0 takes a free one.
+    /// Throws std::runtime_error with one sentence when the port is taken.
+    HttpsServer(const CertificatePaths &certificates, int port);
+    ~HttpsServer();
+    HttpsServer(const HttpsServer &) = delete;
+    HttpsServer &operator=(const HttpsServer &) = delete;
+
+    int port() const { return m_port; }
+
+    /// Begins to answer from the service, which must outlive this object, in threads of its own.
+    void start(Service &service);
+
+    /// Returns when the requests that have arrived are answered, which takes five seconds at most.
+    /// Idle connections and half requests hold nothing up for more than a moment.
+    void stop();
+
+private:
+    std::unique_ptr<httplib::SSLServer> newListener(const CertificatePaths &certificates);
+    bool bindAll(const CertificatePaths &certificates, int port);
+
+    Connections m_connections; // before the listeners, whose connections it watches
+    std::vector<std::unique_ptr<httplib::SSLServer>> m_listeners;
+    std::vector<std::thread> m_threads;
+    std::atomic<int> m_underWay{0}; // requests that have arrived and are not answered yet
+    int m_port = 0;
+};
+
+#endif // SANDBOX_SERVER_H

@@ -1,0 +1,149 @@
+// The database file and its tables.
+
+#include "store.h"
+
+#include "seed.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace {
+constexpr std::int64_t SchemaVersion = 1;
+
+// The application's id ("VLTR") marks the file as ours, so that --reset never empties another one.
+constexpr const char *Schema = R"(
+    PRAGMA application_id = 0x564c5452;
+    PRAGMA user_version = 1;
+    CREATE TABLE account (
+        id INTEGER PRIMARY KEY,
+        email TEXT NOT NULL UNIQUE COLLATE NOCASE,
+        name TEXT NOT NULL,
+        password_salt BLOB NOT NULL,
+        password_hash BLOB NOT NULL,
+        password_iterations INTEGER NOT NULL,
+        balance_cents INTEGER NOT NULL CHECK (balance_cents >= 0));
+    CREATE TABLE tracker_group (
+        id INTEGER PRIMARY KEY,
+        account_id INTEGER NOT NULL REFERENCES account (id),
+        name TEXT NOT NULL);
+    CREATE TABLE tracker (
+        serial TEXT PRIMARY KEY,
+        account_id INTEGER NOT NULL REFERENCES account (id),
+        name TEXT NOT NULL,
+        compe_id TEXT NOT NULL,
+        firmware TEXT NOT NULL,
+        imsi TEXT NOT NULL,
+        extended INTEGER NOT NULL CHECK (extended IN (0, 1)),
+        provisioned INTEGER NOT NULL CHECK (provisioned IN (0, 1)));
+    CREATE TABLE group_member (
+        group_id INTEGER NOT NULL REFERENCES tracker_group (id),
+        serial TEXT NOT NULL REFERENCES tracker (serial),
+        PRIMARY KEY (group_id, serial));
+    CREATE TABLE activation (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        serial TEXT NOT NULL REFERENCES tracker (serial),
+        first_day TEXT NOT NULL,
+        last_day TEXT NOT NULL,
+        cost_cents INTEGER NOT NULL CHECK (cost_cents >= 0));
+    CREATE INDEX activation_of_tracker ON activation (serial, first_day);
+)";
+
+std::runtime_error storeError(const std::string &path, const std::string &reason)
+{
+    return std::runtime_error("The database " + path + " " + reason + ".");
+}
+
+enum class Content { None, Ours, Foreign };
+
+// Read without SQLite: the head of a damaged file still tells whose it is.
+Content contentOf(const std::string &path)
+{
+    const std::filesystem::file_status status = std::filesystem::status(path);
+    if (!std::filesystem::exists(status))
+        return Content::None;
+    if (!std::filesystem::is_regular_file(status))
+        throw storeError(path, "is not a file");
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw storeError(path, std::string("cannot be read: ") + std::strerror(errno));
+
+    std::array<char, 100> head{};
+    file.read(head.data(), head.size());
+    if (file.gcount() == 0)
+        return Content::None;
+    static constexpr char Magic[] = "SQLite format 3";
+    static constexpr char Id[] = "VLTR";
+    const bool ours = file.gcount() == static_cast<std::streamsize>(head.size()) &&
+                      std::memcmp(head.data(), Magic, sizeof(Magic)) == 0 &&
+                      std::memcmp(head.data() + 68, Id, sizeof(Id) - 1) == 0;
+    return ours ? Content::Ours : Content::Foreign;
+}
+
+void checkContent(Database &database)
+{
+    Statement check(database, "PRAGMA quick_check(1)");
+    if (!check.step() || check.text(0) != "ok")
+        throw DatabaseError("the file is damaged");
+    Statement version(database, "PRAGMA user_version");
+    if (!version.step() || version.integer(0) != SchemaVersion)
+        throw DatabaseError("the file was made by another version");
+    // A first write shows now, and not at the first booking, whether the folder takes a journal.
+    database.execute("PRAGMA user_version = 1");
+}
+
+void removeFiles(const std::string &path)
+{
+    for (const char *suffix : {"-journal", "-wal", "-shm", ""}) {
+        std::error_code error;
+        std::filesystem::remove(path + suffix, error);
+        if (error)
+            throw storeError(path, "cannot be replaced: " + error.message());
+    }
+}
+
+void makeFolder(const std::string &path)
+{
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    if (folder.empty())
+        return;
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error)
+        throw storeError(path, "cannot be made: " + error.message());
+}
+} // namespace
+
+Database openStore(const std::string &path, bool reset, Day today)
+{
+    Content content = contentOf(path);
+    if (content == Content::Foreign)
+        throw storeError(path, "is not one of this program; choose another file or delete it");
+    if (content == Content::Ours && reset) {
+        removeFiles(path);
+        content = Content::None;
+    }
+    if (content == Content::None)
+        makeFolder(path);
+    try {
+        Database database(path);
+        if (database.isReadOnly())
+            throw DatabaseError("it may not be written");
+        if (content == Content::None) {
+            Transaction transaction(database);
+            database.execute(Schema);
+            seed(database, today);
+            transaction.commit();
+        } else {
+            checkContent(database);
+        }
+        return database;
+    } catch (const DatabaseError &error) {
+        throw storeError(path, std::string("cannot be used: ") + error.what());
+    }
+}
