@@ -4,18 +4,17 @@ function(veltrano_check_extra_ca file)
     if(NOT EXISTS "${file}" OR IS_DIRECTORY "${file}")
         message(FATAL_ERROR "VELTRANO_EXTRA_CA names no file: \"${file}\".")
     endif()
+    # The client reads what stands between these marks and nothing else; openssl, which can tell
+    # whether that is a certificate, would take other marks too.
+    file(STRINGS "${file}" marks REGEX "^-----BEGIN CERTIFICATE-----$")
     find_program(OPENSSL_PROGRAM openssl)
-    if(OPENSSL_PROGRAM)
-        execute_process(COMMAND "${OPENSSL_PROGRAM}" x509 -noout -in "${file}"
+    set(result 0)
+    if(marks AND OPENSSL_PROGRAM)
+        execute_process(COMMAND "${OPENSSL_PROGRAM}" x509 -noout -inform PEM -in "${file}"
             RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
-        if(NOT result EQUAL 0)
-            message(FATAL_ERROR "VELTRANO_EXTRA_CA holds no PEM certificate: \"${file}\".")
-        endif()
-    else()
-        file(STRINGS "${file}" lines REGEX "^-----BEGIN CERTIFICATE-----")
-        if(NOT lines)
-            message(FATAL_ERROR "VELTRANO_EXTRA_CA holds no PEM certificate: \"${file}\".")
-        endif()
+    endif()
+    if(NOT marks OR NOT result EQUAL 0)
+        message(FATAL_ERROR "VELTRANO_EXTRA_CA holds no PEM certificate: \"${file}\".")
     endif()
 endfunction()
 

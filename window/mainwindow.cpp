@@ -16,14 +16,14 @@ MainWindow::MainWindow(QWidget *pParent) : QMainWindow(pParent), ui(new Ui::Main
     ui->setupUi(this);
     qInfo() << "Construct";
     m_pSerialPort = new QSerialPort(this);
-    setupTrackerView();
-    setupSelectionButtons();
+    SetupTrackerView();
+    SetupSelectionButtons();
     m_bLoggedIn = false;
     SetupCertificates();
     m_pNetManager = new QNetworkAccessManager(this);
     m_pSettings = new QSettings(this);
     qInfo() << m_pSettings->applicationName();
-    setupButtons();
+    SetupButtons();
     ui->userLineEdit->setText(m_pSettings->value("lastuser", QVariant()).toString());
     ui->progressBar->hide();
     ui->loginButton->setAutoDefault(true);
@@ -39,7 +39,7 @@ MainWindow::~MainWindow()
     delete ui;
 }
 
-void MainWindow::setupTrackerView()
+void MainWindow::SetupTrackerView()
 {
     m_pTrackerModel = new QStandardItemModel;
     ui->treeView->setModel(m_pTrackerModel);
@@ -53,7 +53,7 @@ void MainWindow::setupTrackerView()
     ui->treeView->setContextMenuPolicy(Qt::CustomContextMenu);
 }
 
-void MainWindow::setupSelectionButtons()
+void MainWindow::SetupSelectionButtons()
 {
     auto *pSelectAllButton = new QPushButton("Select All", this);
     auto *pSelectNoneButton = new QPushButton("Select none", this);
@@ -63,7 +63,7 @@ void MainWindow::setupSelectionButtons()
     connect(pSelectNoneButton, SIGNAL(clicked(bool)), this, SLOT(onSelectNone(bool)));
 }
 
-void MainWindow::setupButtons()
+void MainWindow::SetupButtons()
 {
     connect(ui->loginButton, SIGNAL(clicked(bool)), this, SLOT(onLoginClicked(bool)));
     connect(ui->groupComboBox, SIGNAL(currentIndexChanged(int)), this, SLOT(onGroupChanged(int)));

@@ -76,9 +76,9 @@ private slots:
 
 private:
     // mainwindow.cpp, the constructor's chapters
-    void setupTrackerView();
-    void setupSelectionButtons();
-    void setupButtons();
+    void SetupTrackerView();
+    void SetupSelectionButtons();
+    void SetupButtons();
     // certificates.cpp
     void SetupCertificates();
     // readers.cpp

@@ -1,0 +1,550 @@
+// The trust anchors: what is read, what is said when it cannot be read, what is trusted afterwards.
+
+#include "scriptedserver.h"
+#include "windowtest.h"
+
+#include "window/mainwindow.h"
+
+#include <QDir>
+#include <QFile>
+#include <QMetaMethod>
+#include <QNetworkAccessManager>
+#include <QProcess>
+#include <QPushButton>
+#include <QResource>
+#include <QSettings>
+#include <QSslConfiguration>
+#include <QSslSocket>
+#include <QStandardItemModel>
+#include <QTemporaryDir>
+#include <QTranslator>
+#include <QTreeView>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+// The resource compiler writes these two; no header declares them.
+int qInitResources_myresources();
+int qCleanupResources_myresources();
+
+namespace {
+const char *const Level1 = "GeoTrustGlobalCA.pem";
+const char *const Level2 = "RapidSSL_SHA256_CA-G3.pem";
+
+const QString NoLevel1 = "Could not read Level 1 certificate!";
+const QString NoLevel2 = "Could not read Level 2 certificate!";
+const QString NotLoaded = "SSL certificates not loaded.";
+
+QByteArray contents(const QString &strPath)
+{
+    QFile file(strPath);
+    if (!file.open(QIODevice::ReadOnly))
+        qFatal("no file %s", qPrintable(strPath));
+    return file.readAll();
+}
+
+QByteArray level1Pem()
+{
+    return contents(QString(":/") + Level1);
+}
+
+QByteArray level2Pem()
+{
+    return contents(QString(":/") + Level2);
+}
+
+QByteArray brokenPem()
+{
+    return "-----BEGIN CERTIFICATE-----\nTm8gY2VydGlmaWNhdGUu\n-----END CERTIFICATE-----\n";
+}
+
+QByteArray der(const QByteArray &baPem)
+{
+    return QSslCertificate(baPem, QSsl::Pem).toDer();
+}
+
+QByteArray ownKey()
+{
+    return contents(TEST_CERTIFICATES "/ca.key");
+}
+
+QSslCertificate strangerCa()
+{
+    return QSslCertificate(contents(TEST_CERTIFICATES "/stranger-ca.pem"), QSsl::Pem);
+}
+
+QList<QSslCertificate> defaultCas()
+{
+    return QSslConfiguration::defaultConfiguration().caCertificates();
+}
+
+/// The set after these were added in order; the framework passes over what is in it already.
+QList<QSslCertificate> withAdded(QList<QSslCertificate> set, const QList<QSslCertificate> &added)
+{
+    for (const QSslCertificate &certificate : added) {
+        if (!set.contains(certificate))
+            set << certificate;
+    }
+    return set;
+}
+
+/// Files by name, as a bundle in the format that is registered at run time.
+QByteArray compiledBundle(const QMap<QString, QByteArray> &files)
+{
+    const QTemporaryDir folder;
+    QByteArray baList = "<RCC><qresource prefix=\"/\">";
+    for (auto file = files.begin(); file != files.end(); ++file) {
+        QFile copy(folder.filePath(file.key()));
+        if (!copy.open(QIODevice::WriteOnly) || copy.write(file.value()) != file.value().size())
+            qFatal("cannot write %s", qPrintable(copy.fileName()));
+        baList += "<file>" + file.key().toUtf8() + "</file>";
+    }
+    QFile list(folder.filePath("bundle.qrc"));
+    if (!list.open(QIODevice::WriteOnly) || list.write(baList + "</qresource></RCC>") <= 0)
+        qFatal("cannot write %s", qPrintable(list.fileName()));
+    list.close();
+    QProcess compiler;
+    compiler.start(RESOURCE_COMPILER,
+                   {"--binary", list.fileName(), "--output", folder.filePath("bundle.rcc")});
+    if (!compiler.waitForFinished() || compiler.exitCode() != 0)
+        qFatal("%s", compiler.readAllStandardError().constData());
+    return contents(folder.filePath("bundle.rcc"));
+}
+
+/// Takes the place of the bundle that is compiled in, until its end.
+class OtherBundle
+{
+public:
+    /// A file whose content is a null array is not in the bundle.
+    OtherBundle(const QByteArray &baLevel1, const QByteArray &baLevel2)
+    {
+        QMap<QString, QByteArray> files{{"refresh.png", contents(":/refresh.png")}};
+        if (!baLevel1.isNull())
+            files.insert(Level1, baLevel1);
+        if (!baLevel2.isNull())
+            files.insert(Level2, baLevel2);
+        m_baBundle = compiledBundle(files);
+        qCleanupResources_myresources();
+        if (!QResource::registerResource(reinterpret_cast<const uchar *>(m_baBundle.constData())))
+            qFatal("the bundle is not accepted");
+    }
+    ~OtherBundle()
+    {
+        QResource::unregisterResource(reinterpret_cast<const uchar *>(m_baBundle.constData()));
+        qInitResources_myresources();
+    }
+    OtherBundle(const OtherBundle &) = delete;
+    OtherBundle &operator=(const OtherBundle &) = delete;
+
+private:
+    QByteArray m_baBundle;
+};
+
+/// Marks every text with the context that it was asked for in.
+class ContextTranslator : public QTranslator
+{
+    Q_OBJECT
+
+public:
+    ContextTranslator() { QCoreApplication::installTranslator(this); }
+    ~ContextTranslator() override { QCoreApplication::removeTranslator(this); }
+
+    bool isEmpty() const override { return false; }
+    QString translate(const char *pContext, const char *pSource, const char *, int) const override
+    {
+        return QString("%1: %2").arg(pContext, pSource);
+    }
+};
+
+SeenBox warningBox(const QString &strText)
+{
+    SeenBox box;
+    box.title = "Veltrano";
+    box.text = strText;
+    box.icon = QMessageBox::Warning;
+    box.buttons = QMessageBox::Ok;
+    box.parentName = "MainWindow";
+    box.hasDefaultButton = true; // none was named: the framework then takes the only one
+    return box;
+}
+
+/// Messages but for the framework's own about a read from a file that could not be opened.
+QStringList unexpectedWarnings()
+{
+    QStringList lines = warningLog();
+    for (const char *pName : {Level1, Level2})
+        lines.removeAll(QString("QIODevice::read (QFile, \":/%1\"): device not open").arg(pName));
+    return lines;
+}
+
+/// The unfinished window behind the box that is open now.
+QWidget *windowBehindBox()
+{
+    return QApplication::activeModalWidget()->parentWidget();
+}
+
+bool isConnected(QWidget *pWindow, const char *pSender, const char *pSignal, const char *pSlot)
+{
+    const auto *pObject = pWindow->findChild<QObject *>(pSender);
+    return pObject && QObject::disconnect(pObject, pSignal, pWindow, pSlot);
+}
+} // namespace
+
+/// So that a failed comparison of boxes says what they showed.
+static char *toString(const SeenBox &box)
+{
+    return QTest::toString(QString("\"%1\", icon %2, buttons %3, default %4, format %5, on %6: %7")
+                               .arg(box.title)
+                               .arg(box.icon)
+                               .arg(box.buttons)
+                               .arg(box.hasDefaultButton)
+                               .arg(box.textFormat)
+                               .arg(box.parentName, box.text));
+}
+
+class TestCertificates : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void intactBundle();
+    void orderInTheSet();
+    void systemRootsStayInForce();
+    void expiredCertificatesAreAdded();
+    void onlyTheFirstOfAFileIsRead();
+    void nothingIsRemoved();
+    void addedOnceAndForGood();
+
+    void boxes_data();
+    void boxes();
+    void boxesAreTranslatedButForTheTitle();
+    void windowOpensAfterTheBoxes();
+    void whatIsThereWhileABoxIsOpen();
+    void boxesComeBeforeTheTrace();
+
+    void trustedServer();
+    void refusedServers_data();
+    void refusedServers();
+    void privateCaIsRefusedUnlessAdded();
+    void anchorsCountForEarlierSockets();
+
+private:
+    void makeWindow() { m_pWindow = std::make_unique<MainWindow>(); }
+    QPushButton *loginButton() const
+    {
+        return childOf<QPushButton>(m_pWindow.get(), "loginButton");
+    }
+    void refusedLogin(ScriptedServer *pServer);
+
+    QSslConfiguration m_initial; // as the framework makes it, with no anchor added
+    std::unique_ptr<MainWindow> m_pWindow;
+};
+
+void TestCertificates::initTestCase()
+{
+    QVERIFY(QSslSocket::supportsSsl());
+    m_initial = QSslConfiguration::defaultConfiguration();
+}
+
+void TestCertificates::init()
+{
+    clearLog();
+    QSslConfiguration::setDefaultConfiguration(m_initial);
+    setExtraCaCertificates({testCa()});
+    setServicePort(1);
+}
+
+void TestCertificates::cleanup()
+{
+    m_pWindow.reset();
+    QVERIFY(QFile::exists(":/greenlight.png")); // the compiled-in bundle is back
+    QCOMPARE(unexpectedWarnings(), QStringList());
+}
+
+void TestCertificates::intactBundle()
+{
+    BoxAnswers answers({});
+    makeWindow();
+    QCOMPARE(answers.seen(), QList<SeenBox>());
+    QCOMPARE(infoLog().count("step2"), 1);
+}
+
+void TestCertificates::orderInTheSet()
+{
+    const QList<QSslCertificate> before = defaultCas();
+    setExtraCaCertificates({strangerCa(), testCa()});
+    makeWindow();
+    const QList<QSslCertificate> added{QSslCertificate(level1Pem(), QSsl::Pem),
+                                       QSslCertificate(level2Pem(), QSsl::Pem), strangerCa(),
+                                       testCa()};
+    QVERIFY(!added.contains(QSslCertificate()));
+    QCOMPARE(defaultCas(), before + added);
+}
+
+void TestCertificates::systemRootsStayInForce()
+{
+    // The framework looks the system's roots up on demand until a set is put in place whole. It
+    // does not tell which of the two holds, but a comparison of configurations sees it.
+    QSslConfiguration placed = m_initial;
+    placed.setCaCertificates(m_initial.caCertificates());
+    if (placed == m_initial)
+        QSKIP("the framework reads all of the system's roots at once here");
+
+    makeWindow();
+    placed.setCaCertificates(defaultCas());
+    QVERIFY(placed != QSslConfiguration::defaultConfiguration());
+    QCOMPARE(placed.caCertificates(), defaultCas());
+}
+
+void TestCertificates::expiredCertificatesAreAdded()
+{
+    makeWindow();
+    int iExpired = 0;
+    for (const QSslCertificate &certificate : defaultCas()) {
+        if (certificate.toPem() == level1Pem() || certificate.toPem() == level2Pem()) {
+            QVERIFY(certificate.expiryDate() < QDateTime::currentDateTime());
+            ++iExpired;
+        }
+    }
+    QCOMPARE(iExpired, 2);
+}
+
+void TestCertificates::onlyTheFirstOfAFileIsRead()
+{
+    const QList<QSslCertificate> before = defaultCas();
+    const QByteArray level1 = level1Pem();
+    const QByteArray level2 = level2Pem();
+    const OtherBundle bundle(level1 + strangerCa().toPem(), level2 + level1);
+    makeWindow();
+    QCOMPARE(defaultCas().size(), before.size() + 3);
+    QVERIFY(!defaultCas().contains(strangerCa()));
+    QCOMPARE(defaultCas().at(before.size()), QSslCertificate(level1, QSsl::Pem));
+    QCOMPARE(defaultCas().at(before.size() + 1), QSslCertificate(level2, QSsl::Pem));
+}
+
+void TestCertificates::nothingIsRemoved()
+{
+    QSslConfiguration configuration = m_initial;
+    configuration.setCaCertificates({strangerCa()});
+    QSslConfiguration::setDefaultConfiguration(configuration);
+    makeWindow();
+    QCOMPARE(defaultCas().first(), strangerCa());
+    QCOMPARE(defaultCas().size(), 4);
+}
+
+void TestCertificates::addedOnceAndForGood()
+{
+    makeWindow();
+    const QList<QSslCertificate> after = defaultCas();
+    m_pWindow->show();
+    m_pWindow.reset();
+    QCOMPARE(defaultCas(), after); // not taken back
+    makeWindow();
+    QCOMPARE(defaultCas(), after);
+}
+
+void TestCertificates::boxes_data()
+{
+    QTest::addColumn<QByteArray>("level1");
+    QTest::addColumn<QByteArray>("level2");
+    QTest::addColumn<QStringList>("texts");
+    QTest::newRow("both right") << level1Pem() << level2Pem() << QStringList();
+    QTest::newRow("level 1 missing")
+        << QByteArray() << level2Pem() << QStringList{NoLevel1, NotLoaded};
+    QTest::newRow("level 2 missing") << level1Pem() << QByteArray() << QStringList{NoLevel2};
+    QTest::newRow("both missing") << QByteArray() << QByteArray()
+                                  << QStringList{NoLevel1, NoLevel2, NotLoaded};
+    const std::vector<std::pair<const char *, QByteArray>> unreadable{
+        {"empty", ""},
+        {"text", "no certificate\n"},
+        {"broken between its marks", brokenPem()},
+        {"DER", der(level1Pem())},
+        {"a private key", ownKey()}};
+    for (const auto &[pName, baFile] : unreadable) {
+        QTest::addRow("level 1 is %s", pName) << baFile << level2Pem() << QStringList{NotLoaded};
+        QTest::addRow("level 2 is %s", pName) << level1Pem() << baFile << QStringList();
+        QTest::addRow("both are %s", pName) << baFile << baFile << QStringList{NotLoaded};
+        QTest::addRow("level 1 is %s, level 2 missing", pName)
+            << baFile << QByteArray() << QStringList{NoLevel2, NotLoaded};
+    }
+}
+
+void TestCertificates::boxes()
+{
+    QFETCH(QByteArray, level1);
+    QFETCH(QByteArray, level2);
+    QFETCH(QStringList, texts);
+    const QList<QSslCertificate> before = defaultCas();
+    QList<SeenBox> expected;
+    for (const QString &strText : texts)
+        expected << warningBox(strText);
+
+    const OtherBundle bundle(level1, level2);
+    BoxAnswers answers({QMessageBox::Ok, QMessageBox::Ok, QMessageBox::Ok});
+    makeWindow();
+    QCOMPARE(answers.seen(), expected);
+
+    // Both are added whatever they are, a certificate that could not be read as a null one.
+    QCOMPARE(infoLog().count("step2"), 1);
+    const QList<QSslCertificate> added{QSslCertificate(level1, QSsl::Pem),
+                                       QSslCertificate(level2, QSsl::Pem), testCa()};
+    QCOMPARE(defaultCas(), withAdded(before, added));
+}
+
+void TestCertificates::boxesAreTranslatedButForTheTitle()
+{
+    const ContextTranslator translator;
+    const OtherBundle bundle({}, {});
+    BoxAnswers answers({QMessageBox::Ok, QMessageBox::Ok, QMessageBox::Ok});
+    makeWindow();
+    QCOMPARE(answers.seen(), QList<SeenBox>({warningBox("MainWindow: " + NoLevel1),
+                                             warningBox("MainWindow: " + NoLevel2),
+                                             warningBox("MainWindow: " + NotLoaded)}));
+}
+
+void TestCertificates::windowOpensAfterTheBoxes()
+{
+    const OtherBundle bundle({}, {});
+    BoxAnswers answers({}); // all closed by Escape
+    bool bVisibleWhileOpen = true;
+    bool bIsWindow = false;
+    answers.whileOpen([&] {
+        bVisibleWhileOpen = windowBehindBox()->isVisible();
+        bIsWindow = windowBehindBox()->isWindow() && !windowBehindBox()->parentWidget();
+    });
+    makeWindow();
+    QCOMPARE(answers.seen().size(), 3);
+    QVERIFY(!bVisibleWhileOpen);
+    QVERIFY(bIsWindow);
+    m_pWindow->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_pWindow.get()));
+    QVERIFY(loginButton()->isEnabled());
+}
+
+/// The trust anchors come after the table and the selection buttons, and before everything that
+/// follows: a manager that exists earlier could open a connection without them.
+void TestCertificates::whatIsThereWhileABoxIsOpen()
+{
+    const OtherBundle bundle({}, level2Pem());
+    BoxAnswers answers({QMessageBox::Ok, QMessageBox::Ok});
+    QMap<QString, bool> there;
+    answers.whileOpen([&] {
+        QWidget *pWindow = windowBehindBox();
+        auto *pTree = pWindow->findChild<QTreeView *>("treeView");
+        there["serial port"] = pWindow->findChild<QSerialPort *>() != nullptr;
+        there["table"] = qobject_cast<QStandardItemModel *>(pTree->model()) != nullptr;
+        there["table's menu"] = pTree->contextMenuPolicy() == Qt::CustomContextMenu;
+        there["table's double click"] = isConnected(pWindow, "treeView",
+                                                    SIGNAL(doubleClicked(QModelIndex)),
+                                                           SLOT(onTrackerDoubleClick(QModelIndex)));
+        there["selection buttons"] =
+            pWindow->findChild<QWidget *>("selectionBox")->findChildren<QPushButton *>().size() ==
+            2;
+        there["network"] = pWindow->findChild<QNetworkAccessManager *>() != nullptr;
+        there["settings"] = pWindow->findChild<QSettings *>() != nullptr;
+        there["login"] =
+            isConnected(pWindow, "loginButton", SIGNAL(clicked(bool)), SLOT(onLoginClicked(bool)));
+        there["progress bar hidden"] = pWindow->findChild<QWidget *>("progressBar")->isHidden();
+    });
+    makeWindow();
+    QCOMPARE(answers.seen().size(), 2);
+    QCOMPARE(QStringList(there.keys(true)),
+             QStringList({"selection buttons", "serial port", "table", "table's double click",
+                          "table's menu"}));
+    QCOMPARE(QStringList(there.keys(false)),
+             QStringList({"login", "network", "progress bar hidden", "settings"}));
+}
+
+void TestCertificates::boxesComeBeforeTheTrace()
+{
+    const OtherBundle bundle(brokenPem(), level2Pem());
+    BoxAnswers answers({QMessageBox::Ok});
+    QStringList logWhileOpen;
+    int iAddedWhileOpen = -1;
+    const int iBefore = defaultCas().size();
+    answers.whileOpen([&] {
+        logWhileOpen = infoLog();
+        iAddedWhileOpen = defaultCas().size() - iBefore;
+    });
+    makeWindow();
+    QCOMPARE(logWhileOpen, QStringList{"Construct"});
+    QCOMPARE(iAddedWhileOpen, 0);
+    QCOMPARE(infoLog().mid(0, 2), QStringList({"Construct", "step2"}));
+}
+
+void TestCertificates::trustedServer()
+{
+    ScriptedServer server;
+    setServicePort(server.serverPort());
+    makeWindow();
+    loginButton()->click();
+    QTRY_COMPARE(server.requests().size(), 1);
+    QCOMPARE(server.requests().first().path(), QByteArray("/bslogin.php"));
+}
+
+/// A login that must end as with an empty reply, without a byte of it on the wire.
+void TestCertificates::refusedLogin(ScriptedServer *pServer)
+{
+    setServicePort(pServer->serverPort());
+    makeWindow();
+    BoxAnswers answers({QMessageBox::Ok});
+    clearLog();
+    loginButton()->click();
+    QVERIFY(!loginButton()->isEnabled());
+    QTRY_VERIFY(loginButton()->isEnabled());
+
+    QVERIFY(pServer->connections() >= 1);
+    QCOMPARE(pServer->bytesReceived(), qint64(0));
+    QVERIFY(pServer->requests().isEmpty());
+    SeenBox expected = warningBox(QString());
+    expected.title = "Error";
+    expected.icon = QMessageBox::Critical;
+    expected.textFormat = Qt::PlainText;
+    expected.hasDefaultButton = false;
+    QCOMPARE(answers.seen(), QList<SeenBox>{expected});
+    QCOMPARE(loginButton()->text(), QString("Login"));
+    QCOMPARE(infoLog(), QStringList{"\"\""}); // the empty body, nothing about TLS
+}
+
+void TestCertificates::refusedServers_data()
+{
+    QTest::addColumn<QString>("certificate");
+    QTest::newRow("from a CA that nobody trusts") << "untrusted";
+    QTest::newRow("for another host") << "wrong-host";
+    QTest::newRow("expired") << "expired";
+}
+
+void TestCertificates::refusedServers()
+{
+    QFETCH(QString, certificate);
+    ScriptedServer server(certificate);
+    refusedLogin(&server);
+}
+
+void TestCertificates::privateCaIsRefusedUnlessAdded()
+{
+    setExtraCaCertificates({});
+    ScriptedServer server("trusted");
+    refusedLogin(&server);
+}
+
+void TestCertificates::anchorsCountForEarlierSockets()
+{
+    // The set is the process's: another window's manager starts from it too.
+    setExtraCaCertificates({});
+    MainWindow earlier;
+    setExtraCaCertificates({testCa()});
+    makeWindow();
+    ScriptedServer server;
+    setServicePort(server.serverPort());
+    childOf<QPushButton>(&earlier, "loginButton")->click();
+    QTRY_COMPARE(server.requests().size(), 1);
+}
+
+VELTRANO_TEST_MAIN(TestCertificates)
+#include "tst_certificates.moc"

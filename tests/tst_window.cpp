@@ -1,0 +1,725 @@
+// The window's construction and wiring: meta-object, owned objects, connections, the state at the
+// start, and the controls that do nothing on purpose.
+
+#include "scriptedserver.h"
+#include "windowtest.h"
+
+#include "window/mainwindow.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QContextMenuEvent>
+#include <QDialogButtonBox>
+#include <QHelpEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMetaMethod>
+#include <QNetworkAccessManager>
+#include <QPointer>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardItemModel>
+#include <QTextDocument>
+#include <QToolTip>
+#include <QTranslator>
+#include <QTreeView>
+
+#include <memory>
+
+namespace {
+const QStringList FormWidgets{
+    "centralWidget",  "groupComboBox",  "barReaderFound", "calendarWidget",   "normalProfile",
+    "extendProfile",  "activateButton", "label",          "accountBalance",   "weeksLabel",
+    "userLineEdit",   "line",           "loginButton",    "selectionBox",     "pushButtonNewGroup",
+    "numberTrackers", "line_2",         "passwordLabel",  "userLabel",        "groupLabel",
+    "weeksSpinBox",   "startDateLabel", "treeView",       "passwordLineEdit", "buttonRefresh",
+    "progressBar",    "menuBar",        "mainToolBar",    "statusBar"};
+
+/// Every connection to one of the window's own slots, as "sender signal -> slot".
+const QStringList Wiring{
+    "Select All clicked(bool) -> onSelectAll(bool)",
+    "Select none clicked(bool) -> onSelectNone(bool)",
+    "MainWindow signalGotSN(QString) -> gotABarCode(QString)",
+    "activateButton clicked(bool) -> onActivateButton(bool)",
+    "barReaderFound clicked(bool) -> onSearchBarReader(bool)",
+    "buttonRefresh clicked(bool) -> onButtonRefresh(bool)",
+    "extendProfile clicked(bool) -> setProfileButton(bool)",
+    "groupComboBox currentIndexChanged(int) -> onGroupChanged(int)",
+    "loginButton clicked(bool) -> onLoginClicked(bool)",
+    "normalProfile clicked(bool) -> setProfileButton(bool)",
+    "passwordLineEdit returnPressed() -> onLoginReturnPressed()",
+    "pushButtonNewGroup clicked(bool) -> onNewGroup(bool)",
+    "treeView customContextMenuRequested(QPoint) -> onTrackerContextMenuRequested(QPoint)",
+    "treeView doubleClicked(QModelIndex) -> onTrackerDoubleClick(QModelIndex)",
+    "weeksSpinBox editingFinished() -> on_weeksSpinBox_editingFinished()",
+    "weeksSpinBox valueChanged(int) -> on_weeksSpinBox_valueChanged(int)"};
+
+/// Answers every text with another one, in whatever context.
+class OtherLanguage : public QTranslator
+{
+    Q_OBJECT
+
+public:
+    OtherLanguage() { QCoreApplication::installTranslator(this); }
+    ~OtherLanguage() override { QCoreApplication::removeTranslator(this); }
+
+    bool isEmpty() const override { return false; }
+    QString translate(const char *, const char *pSource, const char *, int) const override
+    {
+        return QString("<%1>").arg(pSource);
+    }
+};
+
+QMetaMethod ownMethod(int iLocalIndex)
+{
+    const QMetaObject &meta = MainWindow::staticMetaObject;
+    return meta.method(meta.methodOffset() + iLocalIndex);
+}
+
+/// A sender is named by its object name, a selection button, which has none, by its text.
+QString senderName(const QObject *pSender)
+{
+    return pSender->objectName().isEmpty() ? pSender->property("text").toString()
+                                           : pSender->objectName();
+}
+
+/// Takes apart all connections from one signal to the window's own slots and lists them.
+void takeConnections(QObject *pSender, const QMetaMethod &signal, QObject *pWindow,
+                     QStringList *pFound)
+{
+    const QMetaObject &meta = MainWindow::staticMetaObject;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        // One at a time: a connection that was made twice is in the list twice.
+        while (QMetaObject::disconnectOne(pSender, signal.methodIndex(), pWindow, i)) {
+            *pFound << senderName(pSender) + ' ' + signal.methodSignature() + " -> " +
+                           meta.method(i).methodSignature();
+        }
+    }
+}
+
+/// Takes the window's wiring apart and lists it, sorted.
+QStringList takeWiring(QObject *pWindow)
+{
+    QStringList found;
+    QObjectList senders = pWindow->findChildren<QObject *>();
+    senders << pWindow << pWindow->findChild<QTreeView *>("treeView")->model();
+    for (QObject *pSender : qAsConst(senders)) {
+        const QMetaObject *pMeta = pSender->metaObject();
+        for (int i = 0; i < pMeta->methodCount(); ++i) {
+            if (pMeta->method(i).methodType() == QMetaMethod::Signal)
+                takeConnections(pSender, pMeta->method(i), pWindow, &found);
+        }
+    }
+    found.sort();
+    return found;
+}
+
+/// All that the widgets' properties say, one line a widget.
+QStringList allProperties(const QWidget *pWindow)
+{
+    QStringList lines;
+    for (const QWidget *pWidget : pWindow->findChildren<QWidget *>()) {
+        QString strLine = pWidget->objectName();
+        for (int i = 0; i < pWidget->metaObject()->propertyCount(); ++i)
+            strLine += ' ' + pWidget->metaObject()->property(i).read(pWidget).toString();
+        lines << strLine;
+    }
+    return lines;
+}
+
+/// What an open tool tip reads as.
+QString tipAsRead()
+{
+    QTextDocument document;
+    if (!Qt::mightBeRichText(QToolTip::text()))
+        return QToolTip::text();
+    document.setHtml(QToolTip::text());
+    return document.toPlainText();
+}
+
+/// The files that a tool tip's text would load.
+bool tipNamesFiles()
+{
+    return Qt::mightBeRichText(QToolTip::text()) && QToolTip::text().contains("<img");
+}
+} // namespace
+
+class TestWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void metaObject();
+    void methods_data();
+    void methods();
+
+    void traces();
+    void childObjects();
+    void constructionOrder();
+    void modelOutlivesTheWindow();
+    void parentIsTheOneGiven();
+    void settingsStore();
+    void lastUser_data();
+    void lastUser();
+    void constructionStoresNothing();
+
+    void stateAtStart();
+    void everythingIsEnabled();
+    void onlyTheProgressBarIsHidden();
+    void form();
+    void trackerModel();
+
+    void wiring();
+    void everySlotIsReachedByItsSignal_data();
+    void everySlotIsReachedByItsSignal();
+    void slotsAreCalledAtOnce();
+
+    void selectionButtons();
+    void selectionButtonsStandInOrder();
+    void selectionButtonsAreNotTranslated();
+    void formIsTranslatedAtConstruction();
+    void formStaysWhenTheLanguageChanges();
+
+    void rightClickOnlyEmits_data();
+    void rightClickOnlyEmits();
+    void newGroupDoesNothing_data();
+    void newGroupDoesNothing();
+    void returnInUserFieldDoesNothing();
+
+    void toolTips_data();
+    void toolTips();
+    void toolTipOfNothing();
+
+private:
+    template <typename Widget>
+    Widget *widget(const char *pName) const
+    {
+        return childOf<Widget>(m_pWindow.get(), pName);
+    }
+    void logIn();
+    QStandardItemModel *model() const;
+    void showTip(const QString &strTip);
+
+    std::unique_ptr<ScriptedServer> m_pServer;
+    std::unique_ptr<MainWindow> m_pWindow;
+};
+
+void TestWindow::init()
+{
+    clearLog();
+    QSettings().clear();
+    m_pServer = std::make_unique<ScriptedServer>();
+    setServicePort(m_pServer->serverPort());
+    m_pWindow = std::make_unique<MainWindow>();
+}
+
+void TestWindow::cleanup()
+{
+    m_pWindow.reset();
+    m_pServer.reset();
+    QCOMPARE(warningLog(), QStringList()); // a misspelled connection is one
+}
+
+void TestWindow::logIn()
+{
+    m_pServer->answer("/bslogin.php", R"({"id":7,"name":"Nora"})");
+    m_pServer->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12","group_name":"Club A"}]})");
+    m_pServer->answer("/bsGetGroupTrackers.php", R"({"trackers":[{"deviceSn":"1000001"}]})");
+    widget<QPushButton>("loginButton")->click();
+    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
+}
+
+QStandardItemModel *TestWindow::model() const
+{
+    return qobject_cast<QStandardItemModel *>(widget<QTreeView>("treeView")->model());
+}
+
+void TestWindow::metaObject()
+{
+    const QMetaObject &meta = MainWindow::staticMetaObject;
+    QCOMPARE(m_pWindow->metaObject(), &meta);
+    QCOMPARE(QString(meta.className()), QString("MainWindow"));
+    QCOMPARE(meta.superClass(), &QMainWindow::staticMetaObject);
+    QVERIFY(m_pWindow->inherits("MainWindow"));
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 25);
+    QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+    QCOMPARE(meta.enumeratorCount(), meta.enumeratorOffset());
+    QCOMPARE(meta.classInfoCount(), meta.classInfoOffset());
+    QCOMPARE(meta.constructorCount(), 0);
+}
+
+void TestWindow::methods_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<QByteArrayList>("parameters");
+    int iIndex = 0;
+    const auto row = [&](const char *pSignature, const QByteArrayList &parameters) {
+        QTest::newRow(pSignature) << iIndex << parameters;
+        ++iIndex;
+    };
+    row("signalGotSN(QString)", {"strSN"});
+    row("onLoginClicked(bool)", {"bClick"});
+    row("onLoginResult()", {});
+    row("onGetGroupsResult()", {});
+    row("onGroupChanged(int)", {"iIdx"});
+    row("onGetTrackersResult()", {});
+    row("onActivateButton(bool)", {"bClick"});
+    row("setProfileButton(bool)", {"bClick"});
+    row("onDoneActivations()", {});
+    row("onUploadProgress(qint64,qint64)", {"sent", "total"});
+    row("onTrackerDoubleClick(QModelIndex)", {"mindex"});
+    row("onSelectAll(bool)", {"clicked"});
+    row("onSelectNone(bool)", {"clicked"});
+    row("onTrackerContextMenuRequested(QPoint)", {"pnt"});
+    row("onBarCode()", {});
+    row("onBarCodeError(QSerialPort::SerialPortError)", {"portError"});
+    row("onSearchBarReader(bool)", {"bPress"});
+    row("gotABarCode(QString)", {"strSN"});
+    row("onLoginReturnPressed()", {});
+    row("onNewGroup(bool)", {"bClicked"});
+    row("onGotTrackerDetail()", {});
+    row("onSavedTrackerDetail()", {});
+    row("onButtonRefresh(bool)", {""});
+    row("on_weeksSpinBox_editingFinished()", {});
+    row("on_weeksSpinBox_valueChanged(int)", {"arg1"});
+}
+
+void TestWindow::methods()
+{
+    QFETCH(int, index);
+    QFETCH(QByteArrayList, parameters);
+    const QMetaMethod method = ownMethod(index);
+    // Found by its signature: its own text of it has the long name of qint64.
+    QCOMPARE(MainWindow::staticMetaObject.indexOfMethod(QTest::currentDataTag()),
+             method.methodIndex());
+    QCOMPARE(method.parameterNames(), parameters);
+    QCOMPARE(method.methodType(), index == 0 ? QMetaMethod::Signal : QMetaMethod::Slot);
+    QCOMPARE(method.access(), index == 0 ? QMetaMethod::Public : QMetaMethod::Private);
+    QCOMPARE(method.returnType(), int(QMetaType::Void));
+    QCOMPARE(QByteArray(method.tag()), QByteArray());
+}
+
+void TestWindow::traces()
+{
+    // A text of the program stands bare, a text that it was given in quotation marks.
+    QCOMPARE(infoLog(), QStringList({"Construct", "step2", "\"tst_window\""}));
+}
+
+void TestWindow::childObjects()
+{
+    for (const char *pClass : {"QSerialPort", "QNetworkAccessManager", "QSettings"}) {
+        int iFound = 0;
+        for (const QObject *pObject : m_pWindow->findChildren<QObject *>()) {
+            if (!pObject->inherits(pClass))
+                continue;
+            ++iFound;
+            QVERIFY2(pObject->parent() == m_pWindow.get(), pClass);
+        }
+        QVERIFY2(iFound == 1, pClass);
+    }
+    const auto *pPort = m_pWindow->findChild<QSerialPort *>();
+    QCOMPARE(pPort->portName(), QString());
+    QVERIFY(!pPort->isOpen());
+    QVERIFY(!model()->parent());
+
+    const QPointer<QSerialPort> port = m_pWindow->findChild<QSerialPort *>();
+    const QPointer<QNetworkAccessManager> manager = m_pWindow->findChild<QNetworkAccessManager *>();
+    const QPointer<QSettings> settings = m_pWindow->findChild<QSettings *>();
+    m_pWindow.reset();
+    QVERIFY(port.isNull());
+    QVERIFY(manager.isNull());
+    QVERIFY(settings.isNull());
+}
+
+void TestWindow::constructionOrder()
+{
+    QStringList order;
+    for (const QObject *pChild : m_pWindow->children()) {
+        const QString strClass = pChild->metaObject()->className();
+        if (QStringList({"QStatusBar", "QSerialPort", "QNetworkAccessManager", "QSettings"})
+                .contains(strClass))
+            order << strClass;
+    }
+    // The status bar is the last thing that the form makes.
+    QCOMPARE(order,
+             QStringList({"QStatusBar", "QSerialPort", "QNetworkAccessManager", "QSettings"}));
+}
+
+void TestWindow::modelOutlivesTheWindow()
+{
+    const QPointer<QStandardItemModel> model = this->model();
+    QVERIFY(!model.isNull());
+    m_pWindow.reset();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(!model.isNull());
+    QCOMPARE(model->rowCount(), 0);
+}
+
+void TestWindow::parentIsTheOneGiven()
+{
+    QCOMPARE(m_pWindow->parent(), nullptr);
+    QCOMPARE(m_pWindow->windowFlags(), QMainWindow().windowFlags());
+    QWidget parent;
+    const MainWindow child(&parent);
+    QCOMPARE(child.parentWidget(), &parent);
+    QVERIFY(child.isWindow());
+    QCOMPARE(child.windowFlags(), QMainWindow(&parent).windowFlags());
+}
+
+void TestWindow::settingsStore()
+{
+    const auto *pSettings = m_pWindow->findChild<QSettings *>();
+    const QSettings byDefault;
+    QCOMPARE(pSettings->organizationName(), QCoreApplication::organizationName());
+    QCOMPARE(pSettings->applicationName(), QString("tst_window"));
+    QCOMPARE(pSettings->format(), QSettings::NativeFormat);
+    QCOMPARE(pSettings->scope(), QSettings::UserScope);
+    QCOMPARE(pSettings->fileName(), byDefault.fileName());
+    QCOMPARE(pSettings->group(), QString());
+    QVERIFY(pSettings->fallbacksEnabled());
+    QVERIFY(pSettings->isWritable());
+}
+
+void TestWindow::lastUser_data()
+{
+    QTest::addColumn<QVariant>("stored");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("nothing stored") << QVariant() << QString();
+    QTest::newRow("an address") << QVariant("nora@club.example") << "nora@club.example";
+    QTest::newRow("empty") << QVariant(QString()) << QString();
+    QTest::newRow("blanks stay") << QVariant(" nora ") << " nora ";
+    QTest::newRow("non-ASCII") << QVariant(QString::fromUtf8("ñandú@é"))
+                               << QString::fromUtf8("ñandú@é");
+    QTest::newRow("marks of the settings file") << QVariant("a;b=\"c\",[d]%e") << "a;b=\"c\",[d]%e";
+    QTest::newRow("a number reads as text") << QVariant(42) << "42";
+    QTest::newRow("a list is no text") << QVariant(QStringList{"a", "b"}) << QString();
+}
+
+void TestWindow::lastUser()
+{
+    QFETCH(QVariant, stored);
+    QFETCH(QString, shown);
+    m_pWindow.reset();
+    if (stored.isValid())
+        QSettings().setValue("lastuser", stored);
+    m_pWindow = std::make_unique<MainWindow>();
+    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), shown);
+    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
+}
+
+void TestWindow::constructionStoresNothing()
+{
+    widget<QLineEdit>("userLineEdit")->setText("typed, never logged in");
+    m_pWindow.reset();
+    QCOMPARE(QSettings().allKeys(), QStringList());
+    QSettings().setValue("lastuser", "nora@club.example");
+    m_pWindow = std::make_unique<MainWindow>();
+    widget<QLineEdit>("userLineEdit")->setText("typed, never logged in");
+    m_pWindow->show();
+    m_pWindow->close();
+    m_pWindow.reset();
+    QCOMPARE(QSettings().allKeys(), QStringList("lastuser"));
+    QCOMPARE(QSettings().value("lastuser"), QVariant("nora@club.example"));
+}
+
+void TestWindow::stateAtStart()
+{
+    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString());
+    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
+    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
+    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString());
+    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString());
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QVERIFY(widget<QPushButton>("loginButton")->autoDefault());
+    QVERIFY(widget<QPushButton>("loginButton")->isDefault());
+    QVERIFY(!widget<QAbstractButton>("barReaderFound")->isChecked());
+    QVERIFY(!m_pWindow->isVisible());
+    QCOMPARE(m_pServer->connections(), 0);
+    // Nothing is on its way either: the first request is the one of this click.
+    widget<QAbstractButton>("buttonRefresh")->click();
+    QTRY_COMPARE(m_pServer->requests().size(), 1);
+    QCOMPARE(m_pServer->connections(), 1);
+    QCOMPARE(m_pServer->requests().first().path(), QByteArray("/bsGetMyGroups.php"));
+}
+
+void TestWindow::everythingIsEnabled()
+{
+    QVERIFY(m_pWindow->isEnabled());
+    for (const QString &strName : FormWidgets)
+        QVERIFY2(widget<QWidget>(qPrintable(strName))->isEnabled(), qPrintable(strName));
+    for (const QAbstractButton *pButton : widget<QDialogButtonBox>("selectionBox")->buttons())
+        QVERIFY2(pButton->isEnabled(), qPrintable(pButton->text()));
+}
+
+void TestWindow::onlyTheProgressBarIsHidden()
+{
+    m_pWindow->show();
+    QStringList hidden;
+    for (const QString &strName : FormWidgets) {
+        if (!widget<QWidget>(qPrintable(strName))->isVisible())
+            hidden << strName;
+    }
+    QCOMPARE(hidden, QStringList("progressBar"));
+    QCOMPARE(widget<QProgressBar>("progressBar")->value(), 24);
+}
+
+void TestWindow::form()
+{
+    QCOMPARE(m_pWindow->objectName(), QString("MainWindow"));
+    QCOMPARE(m_pWindow->windowTitle(), QString("Veltrano"));
+    QCOMPARE(m_pWindow->size(), QSize(863, 727));
+    QCOMPARE(m_pWindow->minimumSize(), QSize(600, 0));
+    QCOMPARE(m_pWindow->windowState(), Qt::WindowNoState);
+}
+
+void TestWindow::trackerModel()
+{
+    QVERIFY(model());
+    QCOMPARE(QByteArray(model()->metaObject()->className()), QByteArray("QStandardItemModel"));
+    QCOMPARE(model()->rowCount(), 0);
+    QCOMPARE(model()->columnCount(), 0);
+    QVERIFY(widget<QTreeView>("treeView")->isHeaderHidden());
+    QCOMPARE(widget<QTreeView>("treeView")->contextMenuPolicy(), Qt::CustomContextMenu);
+}
+
+void TestWindow::wiring()
+{
+    QStringList expected = Wiring;
+    expected.sort();
+    QCOMPARE(takeWiring(m_pWindow.get()), expected);
+    QCOMPARE(takeWiring(m_pWindow.get()), QStringList());
+}
+
+void TestWindow::everySlotIsReachedByItsSignal_data()
+{
+    QTest::addColumn<QByteArray>("sender");
+    QTest::addColumn<QByteArray>("signal");
+    QTest::addColumn<QByteArray>("slot");
+    for (const QString &strConnection : Wiring) {
+        const QString strFrom = strConnection.section(" -> ", 0, 0);
+        QTest::newRow(qPrintable(strFrom))
+            << strFrom.section(' ', 0, -2).toUtf8() << strFrom.section(' ', -1).toUtf8()
+            << strConnection.section(" -> ", 1).toUtf8();
+    }
+}
+
+/// The same from the other end, by the signatures as text: each is there, and only once.
+void TestWindow::everySlotIsReachedByItsSignal()
+{
+    QFETCH(QByteArray, sender);
+    QFETCH(QByteArray, signal);
+    QFETCH(QByteArray, slot);
+    QObjectList senders = m_pWindow->findChildren<QObject *>();
+    senders << m_pWindow.get();
+    QObject *pSender = nullptr;
+    for (QObject *pObject : qAsConst(senders)) {
+        if (senderName(pObject) == sender)
+            pSender = pObject;
+    }
+    QVERIFY(pSender);
+    const QByteArray baSignal = QByteArray::number(QSIGNAL_CODE) + signal;
+    const QByteArray baSlot = QByteArray::number(QSLOT_CODE) + slot;
+    QVERIFY(disconnect(pSender, baSignal, m_pWindow.get(), baSlot));
+    QVERIFY(!disconnect(pSender, baSignal, m_pWindow.get(), baSlot));
+}
+
+void TestWindow::slotsAreCalledAtOnce()
+{
+    // No queue in between: the slot has run when the click returns.
+    widget<QPushButton>("loginButton")->click();
+    QVERIFY(!widget<QPushButton>("loginButton")->isEnabled());
+    widget<QComboBox>("groupComboBox")->addItem("12 - Club A", "12");
+    QVERIFY(!widget<QProgressBar>("progressBar")->isHidden());
+}
+
+void TestWindow::selectionButtons()
+{
+    auto *pBox = widget<QDialogButtonBox>("selectionBox");
+    const QList<QAbstractButton *> buttons = pBox->buttons();
+    QCOMPARE(buttons.size(), 2);
+    QCOMPARE(buttons.at(0)->text(), QString("Select All"));
+    QCOMPARE(buttons.at(1)->text(), QString("Select none"));
+    const QPushButton fresh;
+    for (QAbstractButton *pButton : buttons) {
+        QCOMPARE(QByteArray(pButton->metaObject()->className()), QByteArray("QPushButton"));
+        QCOMPARE(pBox->buttonRole(pButton), QDialogButtonBox::ActionRole);
+        QCOMPARE(pButton->parent(), pBox);
+        QCOMPARE(pButton->objectName(), QString());
+        QCOMPARE(pButton->minimumSize(), fresh.minimumSize());
+        QCOMPARE(pButton->maximumSize(), fresh.maximumSize());
+        QCOMPARE(pButton->sizePolicy(), fresh.sizePolicy());
+        QVERIFY(!pButton->isCheckable());
+    }
+}
+
+void TestWindow::selectionButtonsStandInOrder()
+{
+    m_pWindow->show();
+    const QList<QAbstractButton *> buttons = widget<QDialogButtonBox>("selectionBox")->buttons();
+    QVERIFY(buttons.at(0)->isVisible());
+    QVERIFY(buttons.at(1)->isVisible());
+    QVERIFY(buttons.at(0)->geometry().right() < buttons.at(1)->geometry().left());
+    QCOMPARE(buttons.at(0)->y(), buttons.at(1)->y());
+}
+
+void TestWindow::selectionButtonsAreNotTranslated()
+{
+    const OtherLanguage translator;
+    m_pWindow = std::make_unique<MainWindow>();
+    const QList<QAbstractButton *> buttons = widget<QDialogButtonBox>("selectionBox")->buttons();
+    QCOMPARE(buttons.at(0)->text(), QString("Select All"));
+    QCOMPARE(buttons.at(1)->text(), QString("Select none"));
+}
+
+void TestWindow::formIsTranslatedAtConstruction()
+{
+    const OtherLanguage translator;
+    m_pWindow = std::make_unique<MainWindow>();
+    QCOMPARE(m_pWindow->windowTitle(), QString("<Veltrano>"));
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("<Login>"));
+    QCOMPARE(widget<QLabel>("weeksLabel")->text(), QString("<Days>"));
+    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString());
+}
+
+void TestWindow::formStaysWhenTheLanguageChanges()
+{
+    // The window handles no event by itself, a change of the language neither.
+    const OtherLanguage translator;
+    QCoreApplication::sendPostedEvents(m_pWindow.get(), QEvent::LanguageChange);
+    QCOMPARE(m_pWindow->windowTitle(), QString("Veltrano"));
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+}
+
+void TestWindow::rightClickOnlyEmits_data()
+{
+    QTest::addColumn<bool>("onRow");
+    QTest::newRow("on a row") << true;
+    QTest::newRow("beside the rows") << false;
+}
+
+void TestWindow::rightClickOnlyEmits()
+{
+    QFETCH(bool, onRow);
+    auto *pTree = widget<QTreeView>("treeView");
+    // What the window then offers is not asked here.
+    QVERIFY(disconnect(pTree, SIGNAL(customContextMenuRequested(QPoint)), m_pWindow.get(),
+                                     SLOT(onTrackerContextMenuRequested(QPoint))));
+    model()->appendRow(new QStandardItem("1000001"));
+    m_pWindow->show();
+    QVERIFY(QTest::qWaitForWindowActive(m_pWindow.get()));
+    QSignalSpy requested(pTree, SIGNAL(customContextMenuRequested(QPoint)));
+    const QPoint point = onRow ? pTree->visualRect(model()->index(0, 0)).center()
+                               : pTree->viewport()->rect().bottomRight() - QPoint(5, 5);
+    QCOMPARE(pTree->indexAt(point).isValid(), onRow);
+
+    QTest::mouseClick(pTree->viewport(), Qt::RightButton, {}, point);
+    QContextMenuEvent event(QContextMenuEvent::Mouse, point, pTree->viewport()->mapToGlobal(point));
+    QCoreApplication::sendEvent(pTree->viewport(), &event);
+
+    QVERIFY(event.isAccepted());
+    QVERIFY(requested.size() >= 1);
+    QCOMPARE(requested.last().first().toPoint(), point);
+    QCOMPARE(QApplication::activePopupWidget(), nullptr);
+}
+
+void TestWindow::newGroupDoesNothing_data()
+{
+    QTest::addColumn<bool>("loggedIn");
+    QTest::addColumn<int>("clicks");
+    QTest::newRow("not logged in, one click") << false << 1;
+    QTest::newRow("not logged in, many clicks") << false << 10;
+    QTest::newRow("logged in, one click") << true << 1;
+    QTest::newRow("logged in, many clicks") << true << 10;
+}
+
+void TestWindow::newGroupDoesNothing()
+{
+    QFETCH(bool, loggedIn);
+    QFETCH(int, clicks);
+    if (loggedIn)
+        logIn();
+    auto *pButton = widget<QPushButton>("pushButtonNewGroup");
+    const QStringList before = allProperties(m_pWindow.get());
+    const int iBefore = m_pServer->requests().size();
+    clearLog();
+    QSignalSpy clicked(pButton, SIGNAL(clicked(bool)));
+    for (int i = 0; i < clicks; ++i)
+        QTest::mouseClick(pButton, Qt::LeftButton);
+
+    QCOMPARE(clicked.size(), clicks);
+    QCOMPARE(allProperties(m_pWindow.get()), before);
+    QCOMPARE(infoLog(), QStringList());
+    QVERIFY(pButton->isEnabled());
+    QVERIFY(!pButton->isHidden());
+    // Nothing was sent: the next request is the one of this click.
+    widget<QAbstractButton>("buttonRefresh")->click();
+    QTRY_VERIFY(m_pServer->requests().size() > iBefore);
+    QCOMPARE(m_pServer->requests().at(iBefore).path(), QByteArray("/bsGetMyGroups.php"));
+}
+
+void TestWindow::returnInUserFieldDoesNothing()
+{
+    m_pWindow->show();
+    QVERIFY(QTest::qWaitForWindowActive(m_pWindow.get()));
+    auto *pUser = widget<QLineEdit>("userLineEdit");
+    pUser->setFocus();
+    const QStringList before = allProperties(m_pWindow.get());
+    QSignalSpy clicked(widget<QPushButton>("loginButton"), SIGNAL(clicked(bool)));
+    QTest::keyClick(pUser, Qt::Key_Return);
+    QCOMPARE(clicked.size(), 0);
+    QCOMPARE(allProperties(m_pWindow.get()), before);
+    QCOMPARE(m_pServer->connections(), 0);
+}
+
+void TestWindow::toolTips_data()
+{
+    QTest::addColumn<QString>("tip");
+    QTest::newRow("plain") << "other groups:12,40";
+    QTest::newRow("markup") << "<b>other</b> groups";
+    QTest::newRow("escaped bracket") << "&lt;b&gt;";
+    QTest::newRow("ampersand before markup") << "a & b <i>c</i>";
+    QTest::newRow("names a file") << "<img src='file:///dev/zero'>";
+    QTest::newRow("a whole page") << "<html><body>x</body></html>";
+    QTest::newRow("XML") << "<?xml version='1.0'?>x";
+    QTest::newRow("quotation marks") << "<a href=\"x\">'y'</a>";
+    QTest::newRow("blanks and line breaks beside markup") << "<b>a   b</b>\n\nc";
+}
+
+void TestWindow::showTip(const QString &strTip)
+{
+    auto *pItem = new QStandardItem("1000001");
+    pItem->setToolTip(strTip);
+    model()->appendRow(pItem);
+    m_pWindow->show();
+    auto *pTree = widget<QTreeView>("treeView");
+    const QPoint point = pTree->visualRect(pItem->index()).center();
+    QHelpEvent event(QEvent::ToolTip, point, pTree->viewport()->mapToGlobal(point));
+    QCoreApplication::sendEvent(pTree->viewport(), &event);
+}
+
+void TestWindow::toolTips()
+{
+    QFETCH(QString, tip);
+    QToolTip::hideText();
+    showTip(tip);
+    QCOMPARE(tipAsRead(), tip);
+    QVERIFY(QToolTip::isVisible());
+    QVERIFY(!tipNamesFiles());
+}
+
+void TestWindow::toolTipOfNothing()
+{
+    showTip("other groups:12");
+    QCOMPARE(QToolTip::text(), QString("other groups:12"));
+    model()->clear();
+    showTip(QString());
+    QTRY_VERIFY(!QToolTip::isVisible());
+}
+
+VELTRANO_TEST_MAIN(TestWindow)
+#include "tst_window.moc"
