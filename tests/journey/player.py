@@ -1,0 +1,195 @@
+"""The operator: looks at the client's window and works it with mouse and keyboard."""
+
+from __future__ import annotations
+
+from collections.abc import Callable
+from typing import TypeVar
+
+from client import Client, Row, View, Widget, wait_until
+from screen import Failure, Picture, Rect, Screen
+
+T = TypeVar("T")
+
+LEFT, RIGHT, WHEEL_UP, WHEEL_DOWN = "1", "3", "4", "5"
+MOST_WHEEL_TURNS = 400
+CARET = (0, 0, 0)
+
+
+class Operator:
+    """Every action waits for what it needs and for what it brings about, none by the clock."""
+
+    def __init__(self, screen: Screen) -> None:
+        self._screen = screen
+        self._client: Client | None = None
+
+    def sit_down(self, client: Client) -> None:
+        """From now on at this client."""
+        self._client = client
+        self.wait("the main window is there and has the focus", lambda view: view.main.active, 20)
+
+    # Looking
+
+    def see(self) -> View:
+        if self._client is None:
+            raise Failure("The operator sits at no client.")
+        return self._client.see()
+
+    def wait(self, what: str, look: Callable[[View], T], seconds: float = 10.0) -> T:
+        """Looks until the condition holds and returns what it gave."""
+        found: T = wait_until(what, lambda: look(self.see()), seconds)
+        return found
+
+    def picture(self) -> Picture:
+        """The screen, once it shows what the client painted last."""
+        self._park()
+
+        def settled() -> Picture | None:
+            before = self._screen.picture()
+            view = self.see()
+            after = self._screen.picture()
+            return after if before == after and self._caret_shown(view, after) else None
+
+        picture: Picture = wait_until("the picture on the screen stands still", settled)
+        return picture
+
+    def _park(self) -> None:
+        """Takes the mouse away, so that nothing is lit up below it but what hangs on it."""
+        view = self.see()
+        if not (view.tool_tip or view.menu or view.list_popup):
+            self._screen.tool("mousemove", "0", "0")
+
+    @staticmethod
+    def _caret_shown(view: View, picture: Picture) -> bool:
+        """A caret blinks: pictures are taken while it shows, so that all of them are alike."""
+        for window in view.windows:
+            for edit in window.shown("QLineEdit"):
+                if window.active and edit.focus and edit.enabled and edit.caret_rect:
+                    return CARET in picture.colours(edit.caret_rect)
+        return True
+
+    # Mouse and keyboard
+
+    def move_to(self, rect: Rect | None, what: str) -> None:
+        if rect is None:
+            raise Failure(f"{what} is not in sight.")
+        x, y = rect.centre
+        self._screen.tool("mousemove", str(x), str(y))
+
+    def point_and_click(self, rect: Rect | None, what: str, button: str = LEFT,
+                        times: int = 1) -> None:
+        self.move_to(rect, what)
+        self._screen.tool("click", "--repeat", str(times), "--delay", "40", button)
+
+    def press(self, *keys: str) -> None:
+        self._screen.tool("key", "--", *keys)
+
+    def type(self, text: str) -> None:
+        self._screen.tool("type", "--delay", "10", "--", text)
+
+    # Widgets
+
+    def click(self, name: str) -> None:
+        """Clicks a widget of the main window."""
+        def usable(view: View) -> Widget | None:
+            widget = view.widget(name)
+            return widget if widget.enabled and widget.shown_rect else None
+
+        widget = self.wait(f"{name} is in sight and enabled", usable)
+        self.point_and_click(widget.shown_rect, name)
+
+    def click_button(self, text: str) -> None:
+        """Clicks a button by its text: in the open box or dialog, otherwise in the main window."""
+        def usable(view: View) -> Widget | None:
+            button = (view.dialog or view.main).button(text)
+            return button if button.enabled and button.shown_rect else None
+
+        button = self.wait(f'the button "{text}" is in sight and enabled', usable)
+        self.point_and_click(button.shown_rect, f'the button "{text}"')
+
+    def fill(self, name: str, text: str) -> None:
+        """Types into a line edit of the main window, in place of what stands there."""
+        self.click(name)
+        self.wait(f"{name} has the focus", lambda view: view.widget(name).focus)
+        if self.see().widget(name).text:
+            self.press("ctrl+a", "BackSpace")
+            self.wait(f"{name} is empty", lambda view: not view.widget(name).text)
+        self.type(text)
+        self.wait(f"{name} has taken the text",
+                  lambda view: len(view.widget(name).text) == len(text))
+
+    def choose(self, name: str, entry: str) -> None:
+        """Chooses an entry of a combo box with the mouse."""
+        self.click(name)
+        rows = self.wait(f"the list of {name} is open", lambda view: view.list_popup)
+        for row in rows:
+            if row.text == entry:
+                break
+        else:
+            raise Failure(f'{name} has no entry "{entry}", only {[row.text for row in rows]}.')
+        # A list that opened under the resting mouse ignores a click until the mouse has moved.
+        self.move_to(rows[-1].text_rect, f"the last entry of {name}")
+        self.move_to(row.text_rect, f'the entry "{entry}"')
+        self._screen.tool("click", LEFT)
+        view = self.wait(f'{name} shows "{entry}"',
+                         lambda view: view if view.list_popup is None
+                         and view.widget(name).text == entry else None)
+        # A box whose list closed stays lit up now and then, until the mouse has been there again.
+        self.move_to(view.widget(name).shown_rect, name)
+        self.see()
+
+    def close_window(self) -> None:
+        """Asks the window manager to close the active window."""
+        self.press("alt+F4")
+
+    # The table
+
+    def find_row(self, text: str) -> Row:
+        """The row with this first cell, scrolled into sight with the wheel."""
+        self.wait(f'the table has a row "{text}"', lambda view: view.row(text))
+        for _ in range(MOST_WHEEL_TURNS):
+            view = self.see()
+            row = view.row(text)
+            if row.in_sight:
+                return row
+            shown = list(view.unfolded())
+            above = [other.in_sight for other in shown[:shown.index(row)]]
+            self.point_and_click(view.widget("treeView").shown_rect, "the table",
+                                 WHEEL_DOWN if any(above) else WHEEL_UP)
+        raise Failure(f'The row "{text}" cannot be scrolled into sight.')
+
+    def tick(self, text: str) -> None:
+        row = self.find_row(text)
+        self.point_and_click(row.check_rect, f"the check box of {text}")
+        self.wait(f"the tick of {text} changed", lambda view: view.row(text).check != row.check)
+
+    def expand(self, text: str) -> None:
+        row = self.find_row(text)
+        self.point_and_click(row.branch_rect, f"the branch of {text}")
+        self.wait(f"the row of {text} is expanded", lambda view: view.row(text).expanded)
+
+    def double_click(self, text: str) -> None:
+        self.point_and_click(self.find_row(text).text_rect, f"the row of {text}", times=2)
+
+    def open_menu(self, text: str) -> list[str]:
+        """Right-clicks a row and returns the texts of the menu that opens."""
+        self.point_and_click(self.find_row(text).text_rect, f"the row of {text}", RIGHT)
+        menu = self.wait("the context menu is open", lambda view: view.menu)
+        return [action["text"] for action in menu.itself["actions"]]
+
+    def choose_action(self, text: str) -> None:
+        """Clicks an entry of the open menu."""
+        menu = self.wait("a menu is open", lambda view: view.menu)
+        for action in menu.itself["actions"]:
+            if action["text"] == text and action["rect"]:
+                self.point_and_click(Rect(*action["rect"]), f'the entry "{text}"')
+                self.wait("the menu is closed", lambda view: view.menu is None)
+                return
+        raise Failure(f'The menu has no entry "{text}".')
+
+    def hover(self, text: str) -> str:
+        """Rests the mouse on a row until its tool tip shows; returns the tip's text."""
+        rect = self.find_row(text).text_rect
+        self.move_to(rect, f"the row of {text}")
+        # A tool tip belongs to a mouse that moved over the row and then rests.
+        self._screen.tool("mousemove_relative", "2", "0")
+        return self.wait(f"the tool tip of {text} shows", lambda view: view.tool_tip)
