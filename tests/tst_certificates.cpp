@@ -32,9 +32,9 @@ namespace {
 const char *const Level1 = "GeoTrustGlobalCA.pem";
 const char *const Level2 = "RapidSSL_SHA256_CA-G3.pem";
 
-const QString NoLevel1 = "Could not read Level 1 certificate!";
-const QString NoLevel2 = "Could not read Level 2 certificate!";
-const QString NotLoaded = "SSL certificates not loaded.";
+const char *const NoLevel1 = "Could not read Level 1 certificate!";
+const char *const NoLevel2 = "Could not read Level 2 certificate!";
+const char *const NotLoaded = "SSL certificates not loaded.";
 
 QByteArray contents(const QString &strPath)
 {
@@ -293,7 +293,7 @@ void TestCertificates::systemRootsStayInForce()
     QSslConfiguration placed = m_initial;
     placed.setCaCertificates(m_initial.caCertificates());
     if (placed == m_initial)
-        QSKIP("the framework reads all of the system's roots at once here");
+        return QTest::qSkip("the system's roots are read at once here", __FILE__, __LINE__);
 
     makeWindow();
     placed.setCaCertificates(defaultCas());
@@ -305,7 +305,8 @@ void TestCertificates::expiredCertificatesAreAdded()
 {
     makeWindow();
     int iExpired = 0;
-    for (const QSslCertificate &certificate : defaultCas()) {
+    const QList<QSslCertificate> set = defaultCas();
+    for (const QSslCertificate &certificate : set) {
         if (certificate.toPem() == level1Pem() || certificate.toPem() == level2Pem()) {
             QVERIFY(certificate.expiryDate() < QDateTime::currentDateTime());
             ++iExpired;
@@ -333,7 +334,7 @@ void TestCertificates::nothingIsRemoved()
     configuration.setCaCertificates({strangerCa()});
     QSslConfiguration::setDefaultConfiguration(configuration);
     makeWindow();
-    QCOMPARE(defaultCas().first(), strangerCa());
+    QCOMPARE(defaultCas().value(0), strangerCa());
     QCOMPARE(defaultCas().size(), 4);
 }
 
@@ -402,9 +403,9 @@ void TestCertificates::boxesAreTranslatedButForTheTitle()
     const OtherBundle bundle({}, {});
     BoxAnswers answers({QMessageBox::Ok, QMessageBox::Ok, QMessageBox::Ok});
     makeWindow();
-    QCOMPARE(answers.seen(), QList<SeenBox>({warningBox("MainWindow: " + NoLevel1),
-                                             warningBox("MainWindow: " + NoLevel2),
-                                             warningBox("MainWindow: " + NotLoaded)}));
+    QCOMPARE(answers.seen(), QList<SeenBox>({warningBox(QString("MainWindow: ") + NoLevel1),
+                                             warningBox(QString("MainWindow: ") + NoLevel2),
+                                             warningBox(QString("MainWindow: ") + NotLoaded)}));
 }
 
 void TestCertificates::windowOpensAfterTheBoxes()

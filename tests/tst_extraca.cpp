@@ -13,7 +13,9 @@ namespace {
 QList<QSslCertificate> given()
 {
     QList<QSslCertificate> certificates;
-    for (const QString &strPath : QString(CERTIFICATES_GIVEN).split(';', Qt::SkipEmptyParts)) {
+    QStringList paths = QString(CERTIFICATES_GIVEN).split(';');
+    paths.removeAll(QString());
+    for (const QString &strPath : qAsConst(paths)) {
         QFile file(strPath);
         if (!file.open(QIODevice::ReadOnly))
             qFatal("no file %s", qPrintable(strPath));

@@ -16,42 +16,51 @@
 
 namespace {
 /// The members in the order in which set-up creates them, as "class name".
-const QStringList Members{"QWidget centralWidget",
-                          "QVBoxLayout verticalLayout",
-                          "QGridLayout gridLayout",
-                          "QComboBox groupComboBox",
-                          "QCheckBox barReaderFound",
-                          "QCalendarWidget calendarWidget",
-                          "QVBoxLayout verticalLayout_2",
-                          "QPushButton normalProfile",
-                          "QPushButton extendProfile",
-                          "QPushButton activateButton",
-                          "QLabel label",
-                          "QLabel accountBalance",
-                          "QLabel weeksLabel",
-                          "QPushButton pushButtonNewGroup",
-                          "QLineEdit userLineEdit",
-                          "QFrame line",
-                          "QPushButton loginButton",
-                          "QDialogButtonBox selectionBox",
-                          "QLabel numberTrackers",
-                          "QFrame line_2",
-                          "QLabel passwordLabel",
-                          "QLabel userLabel",
-                          "QLabel groupLabel",
-                          "QSpinBox weeksSpinBox",
-                          "QLabel startDateLabel",
-                          "QLineEdit passwordLineEdit",
-                          "QToolButton buttonRefresh",
-                          "QTreeView treeView",
-                          "QFormLayout activationForm",
-                          "QProgressBar progressBar",
-                          "QMenuBar menuBar",
-                          "QToolBar mainToolBar",
-                          "QStatusBar statusBar"};
+const QStringList &allMembers()
+{
+    static const QStringList members{"QWidget centralWidget",
+                                     "QVBoxLayout verticalLayout",
+                                     "QGridLayout gridLayout",
+                                     "QComboBox groupComboBox",
+                                     "QCheckBox barReaderFound",
+                                     "QCalendarWidget calendarWidget",
+                                     "QVBoxLayout verticalLayout_2",
+                                     "QPushButton normalProfile",
+                                     "QPushButton extendProfile",
+                                     "QPushButton activateButton",
+                                     "QLabel label",
+                                     "QLabel accountBalance",
+                                     "QLabel weeksLabel",
+                                     "QPushButton pushButtonNewGroup",
+                                     "QLineEdit userLineEdit",
+                                     "QFrame line",
+                                     "QPushButton loginButton",
+                                     "QDialogButtonBox selectionBox",
+                                     "QLabel numberTrackers",
+                                     "QFrame line_2",
+                                     "QLabel passwordLabel",
+                                     "QLabel userLabel",
+                                     "QLabel groupLabel",
+                                     "QSpinBox weeksSpinBox",
+                                     "QLabel startDateLabel",
+                                     "QLineEdit passwordLineEdit",
+                                     "QToolButton buttonRefresh",
+                                     "QTreeView treeView",
+                                     "QFormLayout activationForm",
+                                     "QProgressBar progressBar",
+                                     "QMenuBar menuBar",
+                                     "QToolBar mainToolBar",
+                                     "QStatusBar statusBar"};
+    return members;
+}
 
-const QStringList TabOrder{"userLineEdit", "passwordLineEdit", "loginButton", "groupComboBox",
-                           "treeView",     "calendarWidget",   "weeksSpinBox"};
+const QStringList &tabOrder()
+{
+    static const QStringList names{"userLineEdit",  "passwordLineEdit", "loginButton",
+                                   "groupComboBox", "treeView",         "calendarWidget",
+                                   "weeksSpinBox"};
+    return names;
+}
 
 QString classOf(const QString &strMember)
 {
@@ -66,7 +75,7 @@ QString nameOf(const QString &strMember)
 QStringList memberNames()
 {
     QStringList names;
-    for (const QString &strMember : Members)
+    for (const QString &strMember : allMembers())
         names << nameOf(strMember);
     return names;
 }
@@ -173,14 +182,15 @@ QStringList changedProperties(const QWidget *pWidget)
 QStringList stationsAsSet(const QWidget *pWindow)
 {
     QStringList names;
-    for (const QString &strName : memberNames()) {
+    const QStringList known = memberNames();
+    for (const QString &strName : known) {
         const auto *pWidget = pWindow->findChild<QWidget *>(strName);
         if (pWidget && (pWidget->focusPolicy() & Qt::TabFocus) == Qt::TabFocus)
             names << strName;
     }
-    for (int i = 1; i < TabOrder.size(); ++i) {
-        names.removeOne(TabOrder.at(i));
-        names.insert(names.indexOf(TabOrder.at(i - 1)) + 1, TabOrder.at(i));
+    for (int i = 1; i < tabOrder().size(); ++i) {
+        names.removeOne(tabOrder().at(i));
+        names.insert(names.indexOf(tabOrder().at(i - 1)) + 1, tabOrder().at(i));
     }
     return names;
 }
@@ -348,23 +358,23 @@ void TestForm::showActive()
 
 void TestForm::members()
 {
-    const QRegularExpression declaration("^    (Q\\w+) \\*(\\w+);$",
-                                         QRegularExpression::MultilineOption);
+    static const QRegularExpression declaration("^    (Q\\w+) \\*(\\w+);$",
+                                                QRegularExpression::MultilineOption);
     QRegularExpressionMatchIterator matches = declaration.globalMatch(generatedHeader());
     QStringList found;
     while (matches.hasNext()) {
         const QRegularExpressionMatch match = matches.next();
         found << match.captured(1) + ' ' + match.captured(2);
     }
-    QCOMPARE(found, Members);
+    QCOMPARE(found, allMembers());
     // And nothing else is in it, of whatever type.
-    QCOMPARE(sizeof(Ui::MainWindow), size_t(Members.size()) * sizeof(void *));
+    QCOMPARE(sizeof(Ui::MainWindow), size_t(allMembers().size()) * sizeof(void *));
 }
 
 void TestForm::memberNamesOneWidget_data()
 {
     QTest::addColumn<QString>("type");
-    for (const QString &strMember : Members)
+    for (const QString &strMember : allMembers())
         QTest::newRow(qPrintable(nameOf(strMember))) << classOf(strMember);
 }
 
@@ -761,7 +771,8 @@ void TestForm::passwordIsMasked()
 
 void TestForm::loginButtonIsMarked()
 {
-    for (const QPushButton *pButton : m_form.centralWidget->findChildren<QPushButton *>()) {
+    const QList<QPushButton *> buttons = m_form.centralWidget->findChildren<QPushButton *>();
+    for (const QPushButton *pButton : buttons) {
         const bool bMarked = pButton == m_form.loginButton;
         QVERIFY2(pButton->isDefault() == bMarked, qPrintable(pButton->objectName()));
         QVERIFY2(pButton->autoDefault() == bMarked, qPrintable(pButton->objectName()));
@@ -897,7 +908,7 @@ void TestForm::spinBoxSteps()
 void TestForm::focusChainAsSet()
 {
     const QStringList expected = stationsAsSet(m_pWindow.get());
-    QVERIFY(expected.size() > TabOrder.size());
+    QVERIFY(expected.size() > tabOrder().size());
     QCOMPARE(stationsFound(m_pWindow.get()), expected);
 }
 
@@ -906,11 +917,11 @@ void TestForm::tabKeyWalks()
     showActive();
     m_form.userLineEdit->setFocus();
     QStringList walked{focusedName()};
-    while (walked.size() < TabOrder.size()) {
+    while (walked.size() < tabOrder().size()) {
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
         walked << focusedName();
     }
-    QCOMPARE(walked, TabOrder);
+    QCOMPARE(walked, tabOrder());
     while (walked.size() > 1) {
         walked.removeLast();
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab);

@@ -29,32 +29,43 @@
 #include <memory>
 
 namespace {
-const QStringList FormWidgets{
-    "centralWidget",  "groupComboBox",  "barReaderFound", "calendarWidget",   "normalProfile",
-    "extendProfile",  "activateButton", "label",          "accountBalance",   "weeksLabel",
-    "userLineEdit",   "line",           "loginButton",    "selectionBox",     "pushButtonNewGroup",
-    "numberTrackers", "line_2",         "passwordLabel",  "userLabel",        "groupLabel",
-    "weeksSpinBox",   "startDateLabel", "treeView",       "passwordLineEdit", "buttonRefresh",
-    "progressBar",    "menuBar",        "mainToolBar",    "statusBar"};
+const QStringList &formWidgets()
+{
+    static const QStringList names{"centralWidget",  "groupComboBox", "barReaderFound",
+                                   "calendarWidget", "normalProfile", "extendProfile",
+                                   "activateButton", "label",         "accountBalance",
+                                   "weeksLabel",     "userLineEdit",  "line",
+                                   "loginButton",    "selectionBox",  "pushButtonNewGroup",
+                                   "numberTrackers", "line_2",        "passwordLabel",
+                                   "userLabel",      "groupLabel",    "weeksSpinBox",
+                                   "startDateLabel", "treeView",      "passwordLineEdit",
+                                   "buttonRefresh",  "progressBar",   "menuBar",
+                                   "mainToolBar",    "statusBar"};
+    return names;
+}
 
 /// Every connection to one of the window's own slots, as "sender signal -> slot".
-const QStringList Wiring{
-    "Select All clicked(bool) -> onSelectAll(bool)",
-    "Select none clicked(bool) -> onSelectNone(bool)",
-    "MainWindow signalGotSN(QString) -> gotABarCode(QString)",
-    "activateButton clicked(bool) -> onActivateButton(bool)",
-    "barReaderFound clicked(bool) -> onSearchBarReader(bool)",
-    "buttonRefresh clicked(bool) -> onButtonRefresh(bool)",
-    "extendProfile clicked(bool) -> setProfileButton(bool)",
-    "groupComboBox currentIndexChanged(int) -> onGroupChanged(int)",
-    "loginButton clicked(bool) -> onLoginClicked(bool)",
-    "normalProfile clicked(bool) -> setProfileButton(bool)",
-    "passwordLineEdit returnPressed() -> onLoginReturnPressed()",
-    "pushButtonNewGroup clicked(bool) -> onNewGroup(bool)",
-    "treeView customContextMenuRequested(QPoint) -> onTrackerContextMenuRequested(QPoint)",
-    "treeView doubleClicked(QModelIndex) -> onTrackerDoubleClick(QModelIndex)",
-    "weeksSpinBox editingFinished() -> on_weeksSpinBox_editingFinished()",
-    "weeksSpinBox valueChanged(int) -> on_weeksSpinBox_valueChanged(int)"};
+const QStringList &allWiring()
+{
+    static const QStringList connections{
+        "Select All clicked(bool) -> onSelectAll(bool)",
+        "Select none clicked(bool) -> onSelectNone(bool)",
+        "MainWindow signalGotSN(QString) -> gotABarCode(QString)",
+        "activateButton clicked(bool) -> onActivateButton(bool)",
+        "barReaderFound clicked(bool) -> onSearchBarReader(bool)",
+        "buttonRefresh clicked(bool) -> onButtonRefresh(bool)",
+        "extendProfile clicked(bool) -> setProfileButton(bool)",
+        "groupComboBox currentIndexChanged(int) -> onGroupChanged(int)",
+        "loginButton clicked(bool) -> onLoginClicked(bool)",
+        "normalProfile clicked(bool) -> setProfileButton(bool)",
+        "passwordLineEdit returnPressed() -> onLoginReturnPressed()",
+        "pushButtonNewGroup clicked(bool) -> onNewGroup(bool)",
+        "treeView customContextMenuRequested(QPoint) -> onTrackerContextMenuRequested(QPoint)",
+        "treeView doubleClicked(QModelIndex) -> onTrackerDoubleClick(QModelIndex)",
+        "weeksSpinBox editingFinished() -> on_weeksSpinBox_editingFinished()",
+        "weeksSpinBox valueChanged(int) -> on_weeksSpinBox_valueChanged(int)"};
+    return connections;
+}
 
 /// Answers every text with another one, in whatever context.
 class OtherLanguage : public QTranslator
@@ -120,7 +131,8 @@ QStringList takeWiring(QObject *pWindow)
 QStringList allProperties(const QWidget *pWindow)
 {
     QStringList lines;
-    for (const QWidget *pWidget : pWindow->findChildren<QWidget *>()) {
+    const QList<QWidget *> widgets = pWindow->findChildren<QWidget *>();
+    for (const QWidget *pWidget : widgets) {
         QString strLine = pWidget->objectName();
         for (int i = 0; i < pWidget->metaObject()->propertyCount(); ++i)
             strLine += ' ' + pWidget->metaObject()->property(i).read(pWidget).toString();
@@ -312,9 +324,10 @@ void TestWindow::traces()
 
 void TestWindow::childObjects()
 {
+    const QObjectList objects = m_pWindow->findChildren<QObject *>();
     for (const char *pClass : {"QSerialPort", "QNetworkAccessManager", "QSettings"}) {
         int iFound = 0;
-        for (const QObject *pObject : m_pWindow->findChildren<QObject *>()) {
+        for (const QObject *pObject : objects) {
             if (!pObject->inherits(pClass))
                 continue;
             ++iFound;
@@ -450,9 +463,10 @@ void TestWindow::stateAtStart()
 void TestWindow::everythingIsEnabled()
 {
     QVERIFY(m_pWindow->isEnabled());
-    for (const QString &strName : FormWidgets)
+    for (const QString &strName : formWidgets())
         QVERIFY2(widget<QWidget>(qPrintable(strName))->isEnabled(), qPrintable(strName));
-    for (const QAbstractButton *pButton : widget<QDialogButtonBox>("selectionBox")->buttons())
+    const QList<QAbstractButton *> buttons = widget<QDialogButtonBox>("selectionBox")->buttons();
+    for (const QAbstractButton *pButton : buttons)
         QVERIFY2(pButton->isEnabled(), qPrintable(pButton->text()));
 }
 
@@ -460,7 +474,7 @@ void TestWindow::onlyTheProgressBarIsHidden()
 {
     m_pWindow->show();
     QStringList hidden;
-    for (const QString &strName : FormWidgets) {
+    for (const QString &strName : formWidgets()) {
         if (!widget<QWidget>(qPrintable(strName))->isVisible())
             hidden << strName;
     }
@@ -489,7 +503,7 @@ void TestWindow::trackerModel()
 
 void TestWindow::wiring()
 {
-    QStringList expected = Wiring;
+    QStringList expected = allWiring();
     expected.sort();
     QCOMPARE(takeWiring(m_pWindow.get()), expected);
     QCOMPARE(takeWiring(m_pWindow.get()), QStringList());
@@ -500,7 +514,7 @@ void TestWindow::everySlotIsReachedByItsSignal_data()
     QTest::addColumn<QByteArray>("sender");
     QTest::addColumn<QByteArray>("signal");
     QTest::addColumn<QByteArray>("slot");
-    for (const QString &strConnection : Wiring) {
+    for (const QString &strConnection : allWiring()) {
         const QString strFrom = strConnection.section(" -> ", 0, 0);
         QTest::newRow(qPrintable(strFrom))
             << strFrom.section(' ', 0, -2).toUtf8() << strFrom.section(' ', -1).toUtf8()
@@ -622,7 +636,7 @@ void TestWindow::rightClickOnlyEmits()
     QCoreApplication::sendEvent(pTree->viewport(), &event);
 
     QVERIFY(event.isAccepted());
-    QVERIFY(requested.size() >= 1);
+    QVERIFY(!requested.isEmpty());
     QCOMPARE(requested.last().first().toPoint(), point);
     QCOMPARE(QApplication::activePopupWidget(), nullptr);
 }
