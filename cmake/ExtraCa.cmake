@@ -4,6 +4,11 @@ function(veltrano_check_extra_ca file)
     if(NOT EXISTS "${file}" OR IS_DIRECTORY "${file}")
         message(FATAL_ERROR "VELTRANO_EXTRA_CA names no file: \"${file}\".")
     endif()
+    file(STRINGS "${file}" keys REGEX "^-----BEGIN [A-Z ]*PRIVATE KEY-----")
+    if(keys)
+        message(FATAL_ERROR
+            "VELTRANO_EXTRA_CA holds a private key, which must not be compiled in: \"${file}\".")
+    endif()
     # The client reads what stands between these marks and nothing else; openssl, which can tell
     # whether that is a certificate, would take other marks too.
     file(STRINGS "${file}" marks REGEX "^-----BEGIN CERTIFICATE-----$")
