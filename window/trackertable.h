@@ -3,6 +3,12 @@
 
 #include <Qt>
 
+#include <functional>
+
+class QModelIndex;
+class QStandardItemModel;
+class QString;
+
 /// The columns of a tracker's top-level row. Only the first carries a tick, a light, a tool tip and
 /// the activation periods as its child rows.
 enum TrackerColumn {
@@ -18,5 +24,15 @@ enum ActivationRole {
     ActivationDoneRole = Qt::UserRole + 1, // 0 while the period is pending
     ActivationIdRole = Qt::UserRole + 2
 };
+
+/// Whether the tracker whose column-0 index this is is ticked.
+bool isTicked(const QModelIndex &serialNumber);
+
+/// Hands over the serial number of every ticked tracker, in row order. The row count is read anew
+/// at every step.
+void forEachTickedTracker(const QStandardItemModel *pModel,
+                          const std::function<void(const QString &strSerialNumber)> &action);
+
+int tickedTrackerCount(const QStandardItemModel *pModel);
 
 #endif // WINDOW_TRACKERTABLE_H
