@@ -10,6 +10,7 @@ from collections.abc import Callable, Iterator, Sequence
 from pathlib import Path
 from typing import Any
 
+from clock import Clock
 from screen import Failure, Rect, Screen
 
 START_TIME = 20.0  # seconds until a started client must show its window
@@ -199,13 +200,13 @@ class View:
 class Client:
     """The running executable. Its input comes from the screen; here it is only started and read."""
 
-    def __init__(self, program: Path, probe: Path, screen: Screen, folder: Path,
+    def __init__(self, program: Path, probe: Path, clock: Clock, screen: Screen, folder: Path,
                  run: int, wrapper: Sequence[str] = ()) -> None:
         self.log = folder / f"client-{run}.log"
         self._socket_path = folder / f"probe-{run}"
         self._connection: socket.socket | None = None
-        environment = screen.environment | {
-            "LD_PRELOAD": str(probe), "VELTRANO_PROBE": str(self._socket_path),
+        environment = screen.environment | clock.environment(str(probe)) | {
+            "VELTRANO_PROBE": str(self._socket_path),
             "QT_QPA_PLATFORM": "xcb", "QT_STYLE_OVERRIDE": "Fusion",
             "QT_SCALE_FACTOR": str(screen.scale),
         }

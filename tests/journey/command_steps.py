@@ -40,9 +40,9 @@ def question(day: Day, text: str) -> None:
     expect("the question", box.itself.text, text)
 
 
-def schedule_question(trackers: list[Tracker]) -> str:
+def schedule_question(day: Day, trackers: list[Tracker]) -> str:
     return (f"You are about to activate {len(trackers)} trackers.\n Starting "
-            f"{date.today().isoformat()} and during {DAYS} days. Are you sure?")
+            f"{day.clock.today} and during {DAYS} days. Are you sure?")
 
 
 def answer_yes_and_wait(day: Day, what: str, carried_out: object) -> View:
@@ -73,7 +73,7 @@ def answer_no(day: Day) -> None:
     before = day.service.requests()
     ticked = tick(day, bookable(day))
     day.operator.click("activateButton")
-    question(day, schedule_question(bookable(day)))
+    question(day, schedule_question(day, bookable(day)))
     day.operator.click_button("No")
     day.operator.wait("the question is gone", lambda view: view.dialog is None)
     day.check_group(group(day), ticked)
@@ -82,13 +82,13 @@ def answer_no(day: Day) -> None:
 
 def ask_to_schedule(day: Day) -> None:
     day.operator.click("activateButton")
-    question(day, schedule_question(bookable(day)))
+    question(day, schedule_question(day, bookable(day)))
 
 
 def schedule(day: Day) -> None:
     trackers = bookable(day)
-    last_day = date.today() + timedelta(days=DAYS - 1)
-    text = f"{date.today().isoformat()} -> {last_day.isoformat()}"
+    last_day = date.fromisoformat(day.clock.today) + timedelta(days=DAYS - 1)
+    text = f"{day.clock.today} -> {last_day.isoformat()}"
 
     def booked() -> bool:
         return all([period.text for period in day.service.periods(tracker.serial)] == [text]

@@ -6,11 +6,11 @@ import argparse
 from pathlib import Path
 
 from client import Client, View
+from clock import Clock
 from player import Operator
 from screen import Screen
 from service import Service, compare, expect
 
-TODAY = "2026-03-11"  # the sandbox's day: what is done, running and pending hangs on it
 COLUMNS = ["Serial Number", "Tracker Name", "CompeId", "Firmware", "Imsi"]
 
 
@@ -22,12 +22,13 @@ class Day:
         self.folder = folder
         self.pictures: Path = options.pictures
         self.starts = 0
+        self.clock = Clock(options.clock)
         self.client: Client | None = None
         self.screen = Screen(folder, options.scale)
         self.operator = Operator(self.screen)
         try:
             self.service = Service(options.sandbox, options.port, options.sandbox_folder, folder,
-                                   TODAY)
+                                   self.clock)
         except BaseException:
             self.screen.close()
             raise
@@ -42,8 +43,8 @@ class Day:
 
     def start_client(self) -> None:
         self.starts += 1
-        self.client = Client(self.options.client, self.options.probe, self.screen, self.folder,
-                             self.starts)
+        self.client = Client(self.options.client, self.options.probe, self.clock, self.screen,
+                             self.folder, self.starts)
         self.operator.sit_down(self.client)
 
     def end_client(self) -> int:

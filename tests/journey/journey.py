@@ -112,6 +112,8 @@ def read_options() -> argparse.Namespace:
     parser.add_argument("--sandbox", type=Path, required=True, help="the sandbox's executable")
     parser.add_argument("--sandbox-folder", type=Path, required=True,
                         help="where the sandbox has the CA that the client trusts")
+    parser.add_argument("--clock", type=Path, required=True,
+                        help="the library that sets a process's clock")
     parser.add_argument("--port", type=int, required=True, help="the port that the client asks")
     parser.add_argument("--pictures", type=Path, required=True, help="where the pictures go")
     parser.add_argument("--scale", type=int, default=1, help="screen pixels per window pixel")
