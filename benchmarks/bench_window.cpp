@@ -1,4 +1,5 @@
-// How long the operator waits: for the first window, and for the table behind a reply.
+// How long the operator waits: for the first window, for the table behind a reply, and for the tick
+// behind a scan.
 
 #include "scriptedserver.h"
 #include "windowtest.h"
@@ -19,6 +20,8 @@
 namespace {
 constexpr int Runs = 7;
 constexpr int PeriodsPerTracker = 3;
+constexpr int FirstSerialNumber = 1000000;
+constexpr int ScansPerTable = 20;
 
 /// Ends its wait with the first paint of a widget for which a condition holds.
 class PaintWatch : public QObject
@@ -58,7 +61,7 @@ QByteArray groupOf(int iTrackers)
                          R"("done":")" +
                          QByteArray::number(j % 2) + R"("})";
         baTrackers += QByteArray(i ? "," : "") + R"({"deviceSn":")" +
-                      QByteArray::number(1000000 + i) + R"(","TrackerName":"Tracker )" +
+                      QByteArray::number(FirstSerialNumber + i) + R"(","TrackerName":"Tracker )" +
                       QByteArray::number(i) + R"(","compe_id":"T)" + QByteArray::number(i) +
                       R"(","state":")" + (i % 3 ? "" : "A") +
                       R"(","v":"305","imsi":"234500000000001","p":"N","groups":[{"id":"40"}],)"
@@ -71,7 +74,7 @@ QByteArray groupOf(int iTrackers)
 void report(const char *pWhat, QList<double> milliseconds)
 {
     std::sort(milliseconds.begin(), milliseconds.end());
-    std::printf("%-48s min %7.1f  median %7.1f  max %7.1f ms\n", pWhat, milliseconds.first(),
+    std::printf("%-57s min %7.1f  median %7.1f  max %7.1f ms\n", pWhat, milliseconds.first(),
                 milliseconds.at(milliseconds.size() / 2), milliseconds.last());
     std::fflush(stdout);
 }
@@ -127,6 +130,54 @@ void measureTable(int iTrackers)
                               " trackers of " + QByteArray::number(PeriodsPerTracker) + " periods";
     report(baWhat.constData(), times);
 }
+
+/// Rows from all over the table, far from one another.
+int rowOfScan(int iScan, int iTrackers)
+{
+    constexpr int Stride = 617; // prime to the tables' sizes
+    return (iScan + 1) * Stride % iTrackers;
+}
+
+double measureScan(MainWindow *pWindow, QTreeView *pView, int iRow)
+{
+    const QModelIndex serialNumber = pView->model()->index(iRow, 0);
+    PaintWatch watch(pView->viewport(),
+                     [&] { return serialNumber.data(Qt::CheckStateRole).toInt() == Qt::Checked; });
+    QElapsedTimer timer;
+    timer.start();
+    emit pWindow->signalGotSN(QString::number(FirstSerialNumber + iRow));
+    watch.wait();
+    return millisecondsSince(timer);
+}
+
+void measureScans(int iTrackers)
+{
+    ScriptedServer server;
+    setServicePort(server.serverPort());
+    server.answer("/bsGetGroupTrackers.php", groupOf(iTrackers));
+    MainWindow window;
+    window.show();
+    auto *pView = childOf<QTreeView>(&window, "treeView");
+    auto *pCombo = childOf<QComboBox>(&window, "groupComboBox");
+
+    QList<double> first;
+    QList<double> later;
+    for (int i = 0; i < Runs; ++i) {
+        PaintWatch watch(pView->viewport(),
+                         [&] { return pView->model()->rowCount() == iTrackers; });
+        pCombo->clear();
+        pCombo->addItem("12 - Club A", "12");
+        watch.wait();
+        QCoreApplication::processEvents();
+        // The view measures the rows that it passes, once: at worst all of them for the first scan.
+        first << measureScan(&window, pView, iTrackers - 1);
+        for (int j = 1; j <= ScansPerTable; ++j)
+            later << measureScan(&window, pView, rowOfScan(i + j, iTrackers));
+    }
+    const QByteArray baWhat = "scan to tick, " + QByteArray::number(iTrackers) + " trackers";
+    report((baWhat + ", first of a table, its last row").constData(), first);
+    report((baWhat + ", later ones all over it").constData(), later);
+}
 } // namespace
 
 int main(int argc, char *argv[])
@@ -139,5 +190,7 @@ int main(int argc, char *argv[])
     measureFirstPaint(sinceMain);
     for (int iTrackers : {60, 1000, 10000})
         measureTable(iTrackers);
+    for (int iTrackers : {1000, 10000})
+        measureScans(iTrackers);
     return 0;
 }

@@ -1,13 +1,59 @@
-// Finding the barcode reader among the serial ports.
+// Finding the barcode reader among the serial ports, and the check box that shows it.
 
 #include "mainwindow.h"
+#include "ui_mainwindow.h"
+
+#include <QDebug>
+#include <QSerialPortInfo>
+
+namespace {
+constexpr quint16 ReaderVendor = 0x05F9; // whatever the model
+
+/// A null port if none is a reader.
+QSerialPortInfo firstReader()
+{
+    const QList<QSerialPortInfo> ports = QSerialPortInfo::availablePorts();
+    for (const QSerialPortInfo &port : ports) {
+        if (port.vendorIdentifier() == ReaderVendor) // 0 for a port that is not on USB
+            return port;
+    }
+    return {};
+}
+} // namespace
 
 void MainWindow::EnumReaders(bool bOpen)
 {
-    Q_UNUSED(bOpen)
+    const QSerialPortInfo reader = firstReader();
+    if (reader.isNull())
+        return;
+
+    qInfo() << "Portx: " << reader.portName() << reader.vendorIdentifier();
+    m_strPortName = reader.portName();
+    if (!bOpen)
+        return;
+
+    m_pSerialPort->setPortName(m_strPortName);
+    m_pSerialPort->open(QIODevice::ReadWrite);
+    // Anew each time. Twice connected means asked twice, and the second time there is nothing left
+    // to read or to close.
+    connect(m_pSerialPort, SIGNAL(readyRead()), this, SLOT(onBarCode()));
+    // clang-format off
+    connect(m_pSerialPort, SIGNAL(error(QSerialPort::SerialPortError)),
+            this, SLOT(onBarCodeError(QSerialPort::SerialPortError)));
+    // clang-format on
+    // Also for a port that did not open: the next click then tries it again.
+    ui->barReaderFound->setChecked(true);
 }
 
 void MainWindow::onSearchBarReader(bool bPress)
 {
-    Q_UNUSED(bPress)
+    qInfo() << "look for reader" << bPress;
+    // The click has toggled the box, but the box shows the port: back to where it was.
+    ui->barReaderFound->setChecked(!bPress);
+    if (m_pSerialPort->isOpen()) {
+        m_pSerialPort->close();
+        ui->barReaderFound->setChecked(false);
+    } else {
+        EnumReaders(true);
+    }
 }

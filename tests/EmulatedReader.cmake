@@ -1,0 +1,42 @@
+# The tests that plug in a barcode reader. umockdev emulates it, which there is on Linux only;
+# without it they are left out.
+
+find_package(PkgConfig)
+if(PKG_CONFIG_FOUND)
+    pkg_check_modules(UMOCKDEV IMPORTED_TARGET umockdev-1.0)
+endif()
+find_program(UMOCKDEV_WRAPPER umockdev-wrapper)
+if(NOT UMOCKDEV_FOUND OR NOT UMOCKDEV_WRAPPER)
+    message(STATUS "No umockdev here: the tests with an emulated barcode reader are left out.")
+    return()
+endif()
+
+add_library(emulated_reader OBJECT support/emulatedreader.cpp)
+add_library(reader_window OBJECT support/readerwindow.cpp)
+target_include_directories(emulated_reader PUBLIC support)
+target_link_libraries(emulated_reader
+    PUBLIC Qt5::Core
+    PRIVATE PkgConfig::UMOCKDEV util project_flags)
+target_include_directories(reader_window PRIVATE "${PROJECT_SOURCE_DIR}")
+target_link_libraries(reader_window
+    PUBLIC Qt5::Network Qt5::SerialPort Qt5::Test Qt5::Widgets emulated_reader
+    PRIVATE project_flags)
+
+add_executable(emulate-reader support/reader_emulator.cpp)
+target_link_libraries(emulate-reader PRIVATE emulated_reader PkgConfig::UMOCKDEV util project_flags)
+
+foreach(name IN ITEMS tst_readers tst_scanning tst_readerprogram)
+    veltrano_add_test(${name})
+    # The sanitizers' runtime otherwise insists on being loaded before umockdev.
+    set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT "ASAN_OPTIONS=verify_asan_link_order=0")
+endforeach()
+foreach(name IN ITEMS tst_readers tst_scanning)
+    target_link_libraries(${name} PRIVATE
+        reader_window emulated_reader PkgConfig::UMOCKDEV util)
+    # As umockdev-wrapper does it.
+    set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT "LD_PRELOAD=libumockdev-preload.so.0")
+endforeach()
+add_dependencies(tst_readerprogram veltrano emulate-reader)
+target_compile_definitions(tst_readerprogram PRIVATE
+    "PROGRAM=\"$<TARGET_FILE:veltrano>\""
+    "EMULATE_READER=\"$<TARGET_FILE:emulate-reader>\"")

@@ -1,0 +1,166 @@
+// The program itself, with a reader that is plugged in, scans and is unplugged.
+
+#include "windowtest.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace {
+constexpr int ProcessMs = 30000;
+constexpr int SilenceMs = 500;
+const char *const FirstLines = "Construct\nstep2\n\"veltrano\"\n";
+
+/// The process's only child, 0 without.
+qint64 childOfProcess(qint64 iProcess)
+{
+    QFile file(QString("/proc/%1/task/%1/children").arg(iProcess));
+    return file.open(QIODevice::ReadOnly) ? file.readAll().trimmed().toLongLong() : 0;
+}
+
+/// Clock ticks of user and system time.
+qint64 ticksOf(qint64 iProcess)
+{
+    QFile file(QString("/proc/%1/stat").arg(iProcess));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray baStat = file.readAll();
+    const QList<QByteArray> fields = baStat.mid(baStat.lastIndexOf(')') + 2).split(' ');
+    return fields.value(11).toLongLong() + fields.value(12).toLongLong();
+}
+
+int descriptorsOf(qint64 iProcess)
+{
+    return QDir(QString("/proc/%1/fd").arg(iProcess))
+        .entryList(QDir::AllEntries | QDir::System)
+        .size();
+}
+} // namespace
+
+class TestReaderProgram : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void scans();
+    void endsWithItsInput();
+    void commandsAreAnswered();
+
+private:
+    void start(const QString &strProgram, const QStringList &arguments = {});
+    /// Gives a command and waits until it is done.
+    void command(const QByteArray &baCommand);
+    /// The program's log so far, without the remarks of the platform.
+    QString log();
+    /// Waits until the log ends so.
+    void waitForLog(const QString &strEnd);
+
+    QScopedPointer<QTemporaryDir> m_pHome;
+    QScopedPointer<QProcess> m_pEmulator;
+    QByteArray m_baLog;
+};
+
+void TestReaderProgram::init()
+{
+    clearLog();
+    m_pHome.reset(new QTemporaryDir);
+    m_baLog.clear();
+}
+
+void TestReaderProgram::cleanup()
+{
+    if (m_pEmulator) {
+        m_pEmulator->closeWriteChannel();
+        QTRY_COMPARE_WITH_TIMEOUT(m_pEmulator->state(), QProcess::NotRunning, ProcessMs);
+        m_pEmulator.reset();
+    }
+    QCOMPARE(warningLog(), QStringList());
+}
+
+void TestReaderProgram::start(const QString &strProgram, const QStringList &arguments)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("HOME", m_pHome->path());
+    environment.insert("XDG_CONFIG_HOME", m_pHome->filePath("config"));
+    environment.insert("XDG_RUNTIME_DIR", m_pHome->path());
+    environment.insert("QT_FORCE_STDERR_LOGGING", "1");
+    m_pEmulator.reset(new QProcess);
+    m_pEmulator->setProcessEnvironment(environment);
+    m_pEmulator->start(EMULATE_READER, QStringList(strProgram) + arguments);
+    QVERIFY(m_pEmulator->waitForStarted(ProcessMs));
+}
+
+void TestReaderProgram::command(const QByteArray &baCommand)
+{
+    m_pEmulator->write(baCommand + '\n');
+    QByteArray baAnswer;
+    while (!baAnswer.endsWith('\n')) {
+        if (m_pEmulator->bytesAvailable() == 0)
+            QVERIFY(m_pEmulator->waitForReadyRead(ProcessMs));
+        baAnswer += m_pEmulator->readAllStandardOutput();
+    }
+    QCOMPARE(baAnswer, "done " + baCommand + '\n');
+}
+
+QString TestReaderProgram::log()
+{
+    m_baLog += m_pEmulator->readAllStandardError();
+    static const QRegularExpression remark("This plugin does not support .*\n");
+    return QString(m_baLog).remove(remark);
+}
+
+void TestReaderProgram::waitForLog(const QString &strEnd)
+{
+    QTRY_VERIFY2_WITH_TIMEOUT(log().endsWith(strEnd + '\n'), qPrintable(log()), ProcessMs);
+}
+
+void TestReaderProgram::scans()
+{
+    start(PROGRAM);
+    waitForLog(" 1529");
+    const QString strStart = log();
+    static const QRegularExpression number("ttyT\\d+n1");
+    QCOMPARE(QString(strStart).replace(number, "PORT"),
+             QString(FirstLines) + "Portx:  \"PORT\" 1529\n");
+    command("scan 96385074");
+    waitForLog("\"9638507\"");
+    command("scan 96385075");
+    command("send 1234");
+    command("scan 567:");
+    waitForLog("\"1234567\"");
+    QCOMPARE(log(), strStart + "\"9638507\"\n\"1234567\"\n");
+}
+
+void TestReaderProgram::endsWithItsInput()
+{
+    start(PROGRAM);
+    waitForLog(" 1529");
+    const qint64 iProcess = childOfProcess(m_pEmulator->processId());
+    m_pEmulator->closeWriteChannel();
+    QVERIFY(m_pEmulator->waitForFinished(ProcessMs));
+    QVERIFY(!QFile::exists(QString("/proc/%1").arg(iProcess)));
+}
+
+void TestReaderProgram::commandsAreAnswered()
+{
+    start("sh", {"-c", "cat; exit 7"});
+    for (const char *pCommand : {"scan 1", "unplug", "plug", "send 2"})
+        command(pCommand);
+    for (const char *pCommand : {"plug", "jump", ""}) {
+        m_pEmulator->write(QByteArray(pCommand) + '\n');
+        QVERIFY(m_pEmulator->waitForReadyRead(ProcessMs));
+        QCOMPARE(m_pEmulator->readAllStandardOutput(), "unknown " + QByteArray(pCommand) + '\n');
+    }
+}
+
+QTEST_GUILESS_MAIN(TestReaderProgram)
+#include "tst_readerprogram.moc"
