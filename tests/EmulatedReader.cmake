@@ -25,12 +25,12 @@ target_link_libraries(reader_window
 add_executable(emulate-reader support/reader_emulator.cpp)
 target_link_libraries(emulate-reader PRIVATE emulated_reader PkgConfig::UMOCKDEV util project_flags)
 
-foreach(name IN ITEMS tst_readers tst_scanning tst_readerprogram)
+foreach(name IN ITEMS tst_readers tst_scanning tst_unplugging tst_readerprogram)
     veltrano_add_test(${name})
     # The sanitizers' runtime otherwise insists on being loaded before umockdev.
     set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT "ASAN_OPTIONS=verify_asan_link_order=0")
 endforeach()
-foreach(name IN ITEMS tst_readers tst_scanning)
+foreach(name IN ITEMS tst_readers tst_scanning tst_unplugging)
     target_link_libraries(${name} PRIVATE
         reader_window emulated_reader PkgConfig::UMOCKDEV util)
     # As umockdev-wrapper does it.

@@ -52,6 +52,8 @@ private slots:
     void cleanup();
 
     void scans();
+    void unplugging_data();
+    void unplugging();
     void endsWithItsInput();
     void commandsAreAnswered();
 
@@ -138,6 +140,42 @@ void TestReaderProgram::scans()
     command("scan 567:");
     waitForLog("\"1234567\"");
     QCOMPARE(log(), strStart + "\"9638507\"\n\"1234567\"\n");
+}
+
+void TestReaderProgram::unplugging_data()
+{
+    QTest::addColumn<QByteArray>("sentBefore");
+    QTest::newRow("idle") << QByteArray();
+    QTest::newRow("inside a line") << QByteArray("send 9638");
+}
+
+void TestReaderProgram::unplugging()
+{
+    QFETCH(QByteArray, sentBefore);
+    start(PROGRAM);
+    waitForLog(" 1529");
+    const QString strStart = log();
+    if (!sentBefore.isEmpty())
+        command(sentBefore);
+    const qint64 iProcess = childOfProcess(m_pEmulator->processId());
+    QVERIFY(iProcess > 0);
+    const int iDescriptors = descriptorsOf(iProcess);
+    command("unplug");
+    QTRY_VERIFY(descriptorsOf(iProcess) < iDescriptors); // the port is closed
+    const qint64 iTicks = ticksOf(iProcess);
+    // Neither busy nor talking: what there is to say was said.
+    QElapsedTimer timer;
+    timer.start();
+    QTRY_VERIFY(timer.hasExpired(SilenceMs));
+    QVERIFY(ticksOf(iProcess) - iTicks < sysconf(_SC_CLK_TCK) / 10);
+    const QString strSaid = log().mid(strStart.size());
+    QVERIFY2(strSaid.startsWith("onBarCodeError\nResourceError\n"), qPrintable(strSaid));
+    QVERIFY2(strSaid.count('\n') < 10, qPrintable(strSaid));
+    // It waits for the operator's click.
+    command("plug");
+    command("scan 96385074");
+    QVERIFY(descriptorsOf(iProcess) < iDescriptors);
+    QCOMPARE(log(), strStart + strSaid);
 }
 
 void TestReaderProgram::endsWithItsInput()

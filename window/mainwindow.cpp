@@ -3,6 +3,7 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "hangupwatcher.h"
 #include "plaintooltips.h"
 
 #include <QDebug>
@@ -16,6 +17,7 @@ MainWindow::MainWindow(QWidget *pParent) : QMainWindow(pParent), ui(new Ui::Main
     ui->setupUi(this);
     qInfo() << "Construct";
     m_pSerialPort = new QSerialPort(this);
+    new HangUpWatcher(m_pSerialPort); // before anyone else connects to the port
     SetupTrackerView();
     SetupSelectionButtons();
     m_bLoggedIn = false;

@@ -1,0 +1,326 @@
+// A reader that is unplugged while its port is open: the port is closed and the box unchecked, at
+// once and with a handful of reports, however often it happens.
+
+#include "emulatedreader.h"
+#include "readerwindow.h"
+#include "windowtest.h"
+
+#include "window/hangupwatcher.h"
+#include "window/mainwindow.h"
+
+#include <QAbstractButton>
+#include <QCheckBox>
+#include <QFile>
+#include <QPointer>
+#include <QSerialPort>
+#include <QSignalSpy>
+#include <QStandardItemModel>
+
+namespace {
+const char *const Code = "96385074\r";
+const char *const ErrorSignal = SIGNAL(error(QSerialPort::SerialPortError));
+constexpr int Limit = 10; // signals, or lines of one connection, for one unplugging
+constexpr int SilenceMs = 50;
+constexpr int Rounds = 100;
+
+/// The errors that a spy saw, in their order.
+QList<int> errors(const QSignalSpy &spy)
+{
+    QList<int> values;
+    for (const QVariantList &arguments : spy)
+        values << arguments.first().value<QSerialPort::SerialPortError>();
+    return values;
+}
+} // namespace
+
+class TestUnplugging : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { qRegisterMetaType<QSerialPort::SerialPortError>(); } // for the spies
+    void init();
+    void cleanup();
+
+    void idle();
+    void insideALine();
+    void behindALine();
+    void whileAQuestionIsOpen();
+    void twiceConnected();
+    void onlyTheLineGoes();
+    void onlyTheListEntryGoes();
+    void pluggedInAgain();
+    void againAndAgain();
+    void againAndAgainInNewWindows();
+    void whileClosed();
+    void readErrorOfALiveLine();
+    void otherErrorsOfADeadLine();
+    void watcherHearsFirst();
+    void watcherIsThePortsChild();
+
+private:
+    EmulatedPorts *ports() { return m_pMachine->ports(); }
+    QSerialPort *port() { return m_pMachine->port(); }
+    bool isBoxChecked() { return m_pMachine->box()->isChecked(); }
+    /// As the open port's signal brings it.
+    void report(QSerialPort::SerialPortError error);
+    /// Waits until the port is closed, and then whether it stays silent.
+    void expectClosed(QSignalSpy *pErrors);
+
+    QScopedPointer<ReaderWindow> m_pMachine;
+    QString m_strReader;
+};
+
+void TestUnplugging::init()
+{
+    clearLog();
+    m_pMachine.reset(new ReaderWindow);
+    m_strReader = ports()->plug();
+    m_pMachine->open();
+    QVERIFY(port()->isOpen());
+    clearLog();
+}
+
+void TestUnplugging::cleanup()
+{
+    m_pMachine.reset();
+    QCOMPARE(warningLog(), QStringList());
+}
+
+void TestUnplugging::report(QSerialPort::SerialPortError error)
+{
+    QMetaObject::invokeMethod(port(), "error", Q_ARG(QSerialPort::SerialPortError, error));
+}
+
+void TestUnplugging::expectClosed(QSignalSpy *pErrors)
+{
+    QTRY_VERIFY(!port()->isOpen());
+    const int iErrors = pErrors->size();
+    QVERIFY(!pErrors->wait(SilenceMs));
+    QCOMPARE(pErrors->size(), iErrors);
+    QVERIFY(iErrors < Limit);
+    QVERIFY(errors(*pErrors).contains(QSerialPort::ResourceError));
+    QVERIFY(!isBoxChecked());
+    QVERIFY(!QFile::exists(EmulatedPorts::lockFile(m_strReader)));
+}
+
+void TestUnplugging::idle()
+{
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->unplug(m_strReader);
+    expectClosed(&reported);
+    QVERIFY(infoLog().size() < Limit);
+    QVERIFY(infoLog().contains("ResourceError"));
+    m_pMachine->clickBox(); // nothing there to find
+    QVERIFY(!isBoxChecked());
+    QVERIFY(!port()->isOpen());
+}
+
+void TestUnplugging::insideALine()
+{
+    m_pMachine->send(m_strReader, "96385");
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->unplug(m_strReader);
+    expectClosed(&reported);
+    QVERIFY(infoLog().size() < Limit);
+
+    // What was read stays read.
+    QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
+    ports()->plugAgain(m_strReader);
+    m_pMachine->clickBox();
+    m_pMachine->send(m_strReader, "074\r");
+    QCOMPARE(emitted.size(), 1);
+}
+
+void TestUnplugging::behindALine()
+{
+    m_pMachine->fillTable({"9638507"});
+    m_pMachine->send(m_strReader, Code);
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->unplug(m_strReader);
+    expectClosed(&reported);
+    QCOMPARE(m_pMachine->tickedRows(), QList<int>{0});
+}
+
+void TestUnplugging::whileAQuestionIsOpen()
+{
+    m_pMachine->fillTable({"9638507"});
+    m_pMachine->model()->item(0)->setCheckState(Qt::Checked);
+    QSignalSpy reported(port(), ErrorSignal);
+    BoxAnswers answers({QMessageBox::No});
+    bool bOpenBehind = true;
+    answers.whileOpen([&] {
+        ports()->unplug(m_strReader);
+        expectClosed(&reported);
+        bOpenBehind = port()->isOpen();
+    });
+    QTest::mouseClick(childOf<QAbstractButton>(m_pMachine->window(), "activateButton"),
+                      Qt::LeftButton);
+    QCOMPARE(answers.seen().size(), 1);
+    QVERIFY(!bOpenBehind);
+    QVERIFY(infoLog().size() < Limit);
+}
+
+void TestUnplugging::twiceConnected()
+{
+    m_pMachine->clickBox();
+    m_pMachine->clickBox();
+    clearLog();
+    ports()->hangUp(m_strReader);
+    report(QSerialPort::ReadError); // as the framework does
+    QVERIFY(!port()->isOpen());
+    QVERIFY(!isBoxChecked());
+    // The resource error goes to both inside the read error, which then goes to both.
+    QCOMPARE(infoLog(),
+             QStringList({"onBarCodeError", "ResourceError", "onBarCodeError", "ResourceError",
+                          "onBarCodeError", "ReadError", "onBarCodeError", "ReadError"}));
+}
+
+void TestUnplugging::onlyTheLineGoes()
+{
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->hangUp(m_strReader);
+    expectClosed(&reported);
+}
+
+void TestUnplugging::onlyTheListEntryGoes()
+{
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->unlist(m_strReader);
+    QVERIFY(!reported.wait(SilenceMs));
+    QVERIFY(port()->isOpen());
+    QVERIFY(isBoxChecked());
+    QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
+    m_pMachine->send(m_strReader, Code);
+    QCOMPARE(emitted.size(), 1);
+}
+
+void TestUnplugging::pluggedInAgain()
+{
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->unplug(m_strReader);
+    expectClosed(&reported);
+    ports()->plugAgain(m_strReader);
+    QVERIFY(!isBoxChecked()); // nobody watches the bus
+    m_pMachine->clickBox();
+    QVERIFY(isBoxChecked());
+    QVERIFY(port()->isOpen());
+    QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
+    m_pMachine->send(m_strReader, Code);
+    QCOMPARE(emitted.size(), 1);
+}
+
+void TestUnplugging::againAndAgain()
+{
+    QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
+    int iDescriptors = 0;
+    for (int iRound = 1; iRound <= Rounds; ++iRound) {
+        m_pMachine->send(m_strReader, Code);
+        QCOMPARE(emitted.size(), iRound);
+        if (iRound % 2 == 0)
+            m_pMachine->send(m_strReader, "\r9638"); // a return, or the half line would stay
+        QSignalSpy reported(port(), ErrorSignal);
+        clearLog();
+        ports()->unplug(m_strReader);
+        QTRY_VERIFY(!port()->isOpen());
+        QVERIFY(reported.size() < Limit);
+        // Every opening has connected once more, and each connection writes its own lines.
+        QVERIFY(infoLog().size() < Limit * iRound);
+        QCOMPARE(infoLog().size(), 2 * reported.size() * iRound);
+        QVERIFY(!isBoxChecked());
+
+        if (iRound == 2)
+            iDescriptors = openDescriptors();
+        ports()->plugAgain(m_strReader);
+        m_pMachine->clickBox();
+        QVERIFY(port()->isOpen());
+        if (iRound % 2 == 0)
+            m_pMachine->send(m_strReader, "\r");
+    }
+    ports()->unplug(m_strReader);
+    QTRY_VERIFY(!port()->isOpen());
+    QCOMPARE(openDescriptors(), iDescriptors);
+}
+
+void TestUnplugging::againAndAgainInNewWindows()
+{
+    int iDescriptors = 0;
+    for (int iRound = 1; iRound <= Rounds; ++iRound) {
+        QVERIFY(port()->isOpen());
+        QSignalSpy reported(port(), ErrorSignal);
+        clearLog();
+        ports()->unplug(m_strReader);
+        QTRY_VERIFY(!port()->isOpen());
+        QVERIFY(reported.size() < Limit);
+        QVERIFY(infoLog().size() < Limit);
+        QVERIFY(!isBoxChecked());
+        m_pMachine->close();
+        if (iRound == 2)
+            iDescriptors = openDescriptors();
+        ports()->plugAgain(m_strReader);
+        m_pMachine->open();
+    }
+    ports()->unplug(m_strReader);
+    m_pMachine->close();
+    QCOMPARE(openDescriptors(), iDescriptors);
+}
+
+void TestUnplugging::whileClosed()
+{
+    m_pMachine->clickBox();
+    clearLog();
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->unplug(m_strReader);
+    QVERIFY(!reported.wait(SilenceMs));
+    QCOMPARE(infoLog(), QStringList());
+}
+
+void TestUnplugging::readErrorOfALiveLine()
+{
+    QSignalSpy reported(port(), ErrorSignal);
+    report(QSerialPort::ReadError);
+    QCOMPARE(errors(reported), QList<int>{QSerialPort::ReadError});
+    QCOMPARE(infoLog(), QStringList({"onBarCodeError", "ReadError"}));
+    QVERIFY(port()->isOpen());
+    QVERIFY(isBoxChecked());
+    // Not on a closed port either, where there is no line to look at.
+    port()->close();
+    report(QSerialPort::ReadError);
+    QCOMPARE(errors(reported), QList<int>({QSerialPort::ReadError, QSerialPort::ReadError}));
+    QVERIFY(isBoxChecked());
+}
+
+void TestUnplugging::otherErrorsOfADeadLine()
+{
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->hangUp(m_strReader); // not noticed before the event loop turns
+    report(QSerialPort::WriteError);
+    QCOMPARE(errors(reported), QList<int>{QSerialPort::WriteError});
+    QVERIFY(port()->isOpen());
+    report(QSerialPort::ReadError);
+    QCOMPARE(errors(reported).size(), 3);
+    QVERIFY(!port()->isOpen());
+}
+
+void TestUnplugging::watcherHearsFirst()
+{
+    // Whoever listens hears the resource error, and only then the read error that it explains.
+    QSignalSpy reported(port(), ErrorSignal);
+    ports()->hangUp(m_strReader);
+    report(QSerialPort::ReadError); // as the framework does
+    QCOMPARE(errors(reported), QList<int>({QSerialPort::ResourceError, QSerialPort::ReadError}));
+    QCOMPARE(infoLog(),
+             QStringList({"onBarCodeError", "ResourceError", "onBarCodeError", "ReadError"}));
+}
+
+void TestUnplugging::watcherIsThePortsChild()
+{
+    QCOMPARE(port()->findChildren<HangUpWatcher *>().size(), 1);
+    QCOMPARE(port()->metaObject()->className(), "QSerialPort");
+    QPointer<HangUpWatcher> watcher = port()->findChild<HangUpWatcher *>();
+    m_pMachine->close();
+    QVERIFY(watcher.isNull());
+}
+
+VELTRANO_TEST_MAIN(TestUnplugging)
+#include "tst_unplugging.moc"
