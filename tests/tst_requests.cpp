@@ -308,7 +308,7 @@ void TestRequests::postLeavesOnce()
 void TestRequests::postAfterServerClosedIdleConnection()
 {
     if (!QFile::exists("/proc/net/tcp"))
-        QSKIP("this system does not list its connections");
+        QSKIP("this system does not list its connections", ); // clang wants the second argument
     m_pServer->answer("/bsGetMyGroups.php", "{}");
     click("buttonRefresh");
     QTRY_COMPARE(repliesAlive(), 0);

@@ -26,7 +26,10 @@
 Q_DECLARE_METATYPE(Light)
 
 namespace {
-const QStringList Headers{"Serial Number", "Tracker Name", "CompeId", "Firmware", "Imsi"};
+QStringList headers()
+{
+    return {"Serial Number", "Tracker Name", "CompeId", "Firmware", "Imsi"};
+}
 
 QImage picture(const QIcon &icon)
 {
@@ -451,7 +454,7 @@ void TestTrackers::header()
     for (int iColumn = TrackerNameColumn; iColumn <= ImsiColumn; ++iColumn)
         QCOMPARE(view()->columnWidth(iColumn), view()->header()->defaultSectionSize());
     for (int iColumn = SerialNumberColumn; iColumn <= ImsiColumn; ++iColumn)
-        QCOMPARE(model()->headerData(iColumn, Qt::Horizontal).toString(), Headers.at(iColumn));
+        QCOMPARE(model()->headerData(iColumn, Qt::Horizontal).toString(), headers().at(iColumn));
 
     view()->setColumnWidth(SerialNumberColumn, 50);
     deliver(listOf("{}"));
@@ -481,7 +484,7 @@ void TestTrackers::emptyLists()
     QCOMPARE(model()->rowCount(), 0);
     QCOMPARE(model()->columnCount(), 5);
     for (int iColumn = SerialNumberColumn; iColumn <= ImsiColumn; ++iColumn)
-        QCOMPARE(model()->headerData(iColumn, Qt::Horizontal).toString(), Headers.at(iColumn));
+        QCOMPARE(model()->headerData(iColumn, Qt::Horizontal).toString(), headers().at(iColumn));
     QVERIFY(!view()->isHeaderHidden());
     QCOMPARE(view()->columnWidth(SerialNumberColumn), 300);
     QCOMPARE(count()->text(), QString("(0)"));
