@@ -3,10 +3,11 @@
 from __future__ import annotations
 
 import json
+import select
 import socket
 import subprocess
 import time
-from collections.abc import Callable, Iterator, Sequence
+from collections.abc import Callable, Iterator
 from pathlib import Path
 from typing import Any
 
@@ -200,19 +201,33 @@ class View:
 class Client:
     """The running executable. Its input comes from the screen; here it is only started and read."""
 
-    def __init__(self, program: Path, probe: Path, clock: Clock, screen: Screen, folder: Path,
-                 run: int, wrapper: Sequence[str] = ()) -> None:
+    def __init__(self, program: Path, probe: Path, clock: Clock, reader: Path, screen: Screen,
+                 folder: Path, run: int) -> None:
         self.log = folder / f"client-{run}.log"
         self._socket_path = folder / f"probe-{run}"
         self._connection: socket.socket | None = None
-        environment = screen.environment | clock.environment(str(probe)) | {
+        clock_environment = clock.environment(str(probe))
+        environment = screen.environment | clock_environment | {
+            # The reader's emulation preloads a library of its own, and only into the client.
+            "LD_PRELOAD": "", "JOURNEY_PRELOAD": clock_environment["LD_PRELOAD"],
             "VELTRANO_PROBE": str(self._socket_path),
             "QT_QPA_PLATFORM": "xcb", "QT_STYLE_OVERRIDE": "Fusion",
             "QT_SCALE_FACTOR": str(screen.scale),
         }
+        command = [str(reader), "sh", "-c", 'LD_PRELOAD=$LD_PRELOAD:$JOURNEY_PRELOAD exec "$0"',
+                   str(program)]
         with open(self.log, "wb") as log:
-            self._process = subprocess.Popen([*wrapper, str(program)], env=environment,
-                                             stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+            self._process = subprocess.Popen(command, env=environment, stdin=subprocess.PIPE,
+                                             stdout=subprocess.PIPE, stderr=log, bufsize=0)
+
+    def reader(self, command: str) -> None:
+        """Does something to the barcode reader: "scan 96385074", "unplug", "plug"."""
+        assert self._process.stdin is not None and self._process.stdout is not None
+        self._process.stdin.write(f"{command}\n".encode())
+        ready, _, _ = select.select([self._process.stdout], [], [], ANSWER_TIME)
+        answer = self._process.stdout.readline().decode().strip() if ready else "nothing"
+        if answer != f"done {command}":
+            raise Failure(f'The reader answers "{answer}" to "{command}".')
 
     @property
     def running(self) -> bool:

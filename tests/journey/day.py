@@ -43,8 +43,8 @@ class Day:
 
     def start_client(self) -> None:
         self.starts += 1
-        self.client = Client(self.options.client, self.options.probe, self.clock, self.screen,
-                             self.folder, self.starts)
+        self.client = Client(self.options.client, self.options.probe, self.clock,
+                             self.options.reader, self.screen, self.folder, self.starts)
         self.operator.sit_down(self.client)
 
     def end_client(self) -> int:

@@ -19,12 +19,14 @@ from collections.abc import Callable
 from pathlib import Path
 
 import command_steps as commands
+import reader_steps as reader
 import session_steps as session
 from day import Day
 from screen import Failure
 
 # What the operator's screen is made with, and the Debian package that has it.
-TOOLS = {"Xvfb": "xvfb", "openbox": "openbox", "xdotool": "xdotool"}
+TOOLS = {"Xvfb": "xvfb", "openbox": "openbox", "xdotool": "xdotool",
+         "umockdev-wrapper": "umockdev"}
 
 STEPS: list[tuple[str, Callable[[Day], None]]] = [
     # The title names the step's picture, too.
@@ -38,6 +40,9 @@ STEPS: list[tuple[str, Callable[[Day], None]]] = [
     ("Ticked by hand", commands.tick_by_hand),
     ("Select All", commands.select_all),
     ("Select none", commands.select_none),
+    ("Scanned", reader.scan),
+    ("Unplugged", reader.unplug),
+    ("Plugged in again", reader.plug_in_again),
     ("Question answered No", commands.answer_no),
     ("Question", commands.ask_to_schedule),
     ("Scheduled", commands.schedule),
@@ -114,6 +119,8 @@ def read_options() -> argparse.Namespace:
                         help="where the sandbox has the CA that the client trusts")
     parser.add_argument("--clock", type=Path, required=True,
                         help="the library that sets a process's clock")
+    parser.add_argument("--reader", type=Path, required=True,
+                        help="the program that emulates the barcode reader")
     parser.add_argument("--port", type=int, required=True, help="the port that the client asks")
     parser.add_argument("--pictures", type=Path, required=True, help="where the pictures go")
     parser.add_argument("--scale", type=int, default=1, help="screen pixels per window pixel")

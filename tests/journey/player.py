@@ -95,7 +95,11 @@ class Operator:
             return widget if widget.enabled and widget.shown_rect else None
 
         widget = self.wait(f"{name} is in sight and enabled", usable)
-        self.point_and_click(widget.shown_rect, name)
+        rect = widget.shown_rect
+        if rect is not None and widget.is_a("QCheckBox"):
+            # It takes clicks on its box and its text only, not on all of the room that it has.
+            rect = rect._replace(width=rect.height)
+        self.point_and_click(rect, name)
 
     def click_button(self, text: str) -> None:
         """Clicks a button by its text: in the open box or dialog, otherwise in the main window."""
