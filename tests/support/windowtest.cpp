@@ -1,5 +1,5 @@
 // What every test of the window needs: its own settings, a service on a free port, the log, and
-// someone who answers message boxes.
+// someone who answers message boxes, menus and dialogs.
 
 #include "windowtest.h"
 
@@ -11,15 +11,19 @@
 #include <QLabel>
 #include <QMutex>
 #include <QMutexLocker>
+#include <QProcess>
+#include <QProcessEnvironment>
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
 #include <QTimer>
 
 #include <cstdio>
+#include <utility>
 
 namespace {
 constexpr int BoxPollMs = 5;
+constexpr int ProcessMs = 30000;
 
 quint16 g_iServicePort = 1; // nobody listens there
 
@@ -179,6 +183,70 @@ const QList<SeenBox> &BoxAnswers::seen() const
 void BoxAnswers::whileOpen(const std::function<void()> &action)
 {
     d->m_action = action;
+}
+
+namespace {
+/// The innermost window that other windows have to wait for.
+QWidget *openWindow()
+{
+    QWidget *pPopup = QApplication::activePopupWidget();
+    return pPopup ? pPopup : QApplication::activeModalWidget();
+}
+} // namespace
+
+class WhileOpen::Private : public QObject
+{
+    Q_OBJECT
+
+public:
+    std::function<void(QWidget *)> m_action;
+    const QWidget *m_pBefore = openWindow();
+    QTimer m_timer;
+
+public slots:
+    void look()
+    {
+        QWidget *pOpen = openWindow();
+        if (!pOpen || pOpen == m_pBefore)
+            return;
+        m_timer.stop(); // the action may wait for something in an event loop of its own
+        std::exchange(m_action, nullptr)(pOpen);
+    }
+};
+
+WhileOpen::WhileOpen(const std::function<void(QWidget *)> &action) : d(new Private)
+{
+    d->m_action = action;
+    QObject::connect(&d->m_timer, SIGNAL(timeout()), d, SLOT(look()));
+    d->m_timer.start(BoxPollMs);
+}
+
+WhileOpen::~WhileOpen()
+{
+    delete d;
+}
+
+bool WhileOpen::hasActed() const
+{
+    return !d->m_action;
+}
+
+QString failureUnderLocale(const QString &strFunction, const QString &strLocale,
+                           const QMap<QString, QString> &variables)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("LC_ALL", strLocale);
+    for (auto it = variables.cbegin(); it != variables.cend(); ++it)
+        environment.insert(it.key(), it.value());
+
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QCoreApplication::applicationFilePath(), {strFunction});
+    const bool bEnded = process.waitForFinished(ProcessMs);
+    const bool bPassed =
+        bEnded && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+    return bPassed ? QString() : "failed: " + QString::fromUtf8(process.readAll());
 }
 
 void prepareTestProcess()

@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QByteArray>
 #include <QList>
+#include <QMap>
 #include <QMessageBox>
 #include <QSslCertificate>
 #include <QString>
@@ -74,6 +75,32 @@ private:
     class Private;
     Private *d;
 };
+
+// Whatever else opens in a loop of its own: menus, dialogs
+
+/// Acts once, on the next popup or modal window that opens, while it is open. Make it before the
+/// click that opens the window; unlike BoxAnswers it closes nothing itself.
+class WhileOpen
+{
+public:
+    explicit WhileOpen(const std::function<void(QWidget *pOpen)> &action);
+    ~WhileOpen();
+    WhileOpen(const WhileOpen &) = delete;
+    WhileOpen &operator=(const WhileOpen &) = delete;
+
+    bool hasActed() const;
+
+private:
+    class Private;
+    Private *d;
+};
+
+// Other systems
+
+/// Runs one function of this test in a process of its own, under another locale of the system and
+/// with these further variables. Returns what it printed if it failed, and nothing if it passed.
+QString failureUnderLocale(const QString &strFunction, const QString &strLocale,
+                           const QMap<QString, QString> &variables);
 
 /// Prepares the process: own settings folder, own organization. Called before the application
 /// object exists.
