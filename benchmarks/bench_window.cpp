@@ -1,16 +1,20 @@
-// How long the operator waits: for the first window, for the table behind a reply, and for the tick
-// behind a scan.
+// How long the operator waits: for the first window, for the table behind a reply, for the tick
+// behind a scan, for bulk ticks and for a schedule.
 
 #include "scriptedserver.h"
 #include "windowtest.h"
 
 #include "window/mainwindow.h"
+#include "window/trackertable.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QEventLoop>
+#include <QStandardItemModel>
 #include <QTreeView>
 
 #include <algorithm>
@@ -178,6 +182,94 @@ void measureScans(int iTrackers)
     report((baWhat + ", first of a table, its last row").constData(), first);
     report((baWhat + ", later ones all over it").constData(), later);
 }
+
+/// A shown window with a table of so many trackers.
+class ShownTable
+{
+public:
+    explicit ShownTable(int iTrackers)
+    {
+        setServicePort(m_server.serverPort());
+        m_server.answer("/bsGetGroupTrackers.php", groupOf(iTrackers));
+        m_server.answer("/activateTrackers.php", R"({"rcode":0})");
+        m_pWindow.reset(new MainWindow);
+        m_pWindow->show();
+        PaintWatch watch(view()->viewport(), [&] { return model()->rowCount() == iTrackers; });
+        childOf<QComboBox>(m_pWindow.data(), "groupComboBox")->addItem("12 - Club A", "12");
+        watch.wait();
+    }
+
+    QTreeView *view() const { return childOf<QTreeView>(m_pWindow.data(), "treeView"); }
+    QStandardItemModel *model() const
+    {
+        return qobject_cast<QStandardItemModel *>(view()->model());
+    }
+    void click(const char *pName) const
+    {
+        childOf<QAbstractButton>(m_pWindow.data(), pName)->click();
+    }
+    void clickSelection(const QString &strText) const
+    {
+        auto *pBox = childOf<QDialogButtonBox>(m_pWindow.data(), "selectionBox");
+        const QList<QAbstractButton *> buttons = pBox->buttons();
+        for (QAbstractButton *pButton : buttons) {
+            if (pButton->text() == strText)
+                pButton->click();
+        }
+    }
+
+private:
+    ScriptedServer m_server;
+    QScopedPointer<MainWindow> m_pWindow; // behind the server: it goes first
+};
+
+void measureBulkTicks(int iTrackers, bool bExpanded)
+{
+    const ShownTable table(iTrackers);
+    if (bExpanded)
+        table.view()->expandAll();
+    QCoreApplication::processEvents();
+
+    QMap<QString, QList<double>> times;
+    for (int i = 0; i < Runs; ++i) {
+        for (const QString &strText : {QString("Select All"), QString("Select none")}) {
+            PaintWatch watch(table.view()->viewport(), [] { return true; });
+            QElapsedTimer timer;
+            timer.start();
+            table.clickSelection(strText);
+            watch.wait();
+            times[strText] << millisecondsSince(timer);
+        }
+    }
+    for (auto it = times.cbegin(); it != times.cend(); ++it) {
+        const QString strWhat = QString("%1 to repaint, %2 trackers%3")
+                                    .arg(it.key())
+                                    .arg(iTrackers)
+                                    .arg(bExpanded ? ", expanded" : "");
+        report(qPrintable(strWhat), it.value());
+    }
+}
+
+void measureSchedule(int iTrackers)
+{
+    const ShownTable table(iTrackers);
+    QList<double> times;
+    for (int i = 0; i < Runs; ++i) {
+        table.clickSelection("Select All");
+        PaintWatch watch(table.view()->viewport(), [&] {
+            return table.model()->rowCount() == iTrackers && tickedTrackerCount(table.model()) == 0;
+        });
+        QElapsedTimer timer;
+        BoxAnswers answers({QMessageBox::Yes});
+        answers.whileOpen([&] { timer.start(); });
+        table.click("activateButton");
+        watch.wait();
+        times << millisecondsSince(timer);
+    }
+    const QByteArray baWhat =
+        "Yes to rebuilt table, " + QByteArray::number(iTrackers) + " ticked trackers";
+    report(baWhat.constData(), times);
+}
 } // namespace
 
 int main(int argc, char *argv[])
@@ -192,5 +284,9 @@ int main(int argc, char *argv[])
         measureTable(iTrackers);
     for (int iTrackers : {1000, 10000})
         measureScans(iTrackers);
+    for (int iTrackers : {1000, 10000})
+        measureBulkTicks(iTrackers, false);
+    measureBulkTicks(10000, true);
+    measureSchedule(500);
     return 0;
 }
