@@ -16,6 +16,9 @@
 #include <QStandardItemModel>
 #include <QTreeView>
 
+#include <algorithm>
+#include <utility>
+
 namespace {
 const char *const Code = "96385074\r";
 const char *const SerialNumber = "9638507";
@@ -57,6 +60,7 @@ private slots:
     void checkStates();
     void onlyTrackersAreCompared();
     void lastMatchIsCurrent();
+    void rowCountIsReadAnew_data();
     void rowCountIsReadAnew();
     void tableOfTheService();
 
@@ -446,14 +450,30 @@ void TestScanning::lastMatchIsCurrent()
     QCOMPARE(currentWhenTicked, QList<int>({0, 2}));
 }
 
+void TestScanning::rowCountIsReadAnew_data()
+{
+    QTest::addColumn<int>("rowsAfterTheFirstMatch");
+    QTest::addColumn<QList<int>>("ticked");
+    QTest::newRow("fewer") << 2 << QList<int>{0};
+    QTest::newRow("more") << 5 << QList<int>({0, 2, 3, 4});
+}
+
 void TestScanning::rowCountIsReadAnew()
 {
+    QFETCH(int, rowsAfterTheFirstMatch);
+    QFETCH(QList<int>, ticked);
     m_pMachine->fillTable({SerialNumber, "1", SerialNumber});
-    connect(m_pMachine->model(), &QStandardItemModel::itemChanged, this,
-            [&] { m_pMachine->model()->setRowCount(2); });
+    bool bDone = false;
+    connect(m_pMachine->model(), &QStandardItemModel::itemChanged, this, [&] {
+        if (!std::exchange(bDone, true)) {
+            m_pMachine->model()->setRowCount(std::min(rowsAfterTheFirstMatch, 3));
+            while (m_pMachine->model()->rowCount() < rowsAfterTheFirstMatch)
+                m_pMachine->model()->appendRow(new QStandardItem(SerialNumber));
+        }
+    });
     send(Code);
-    QCOMPARE(m_pMachine->model()->rowCount(), 2);
-    QCOMPARE(m_pMachine->tickedRows(), QList<int>{0});
+    QCOMPARE(m_pMachine->model()->rowCount(), rowsAfterTheFirstMatch);
+    QCOMPARE(m_pMachine->tickedRows(), ticked);
 }
 
 void TestScanning::tableOfTheService()
