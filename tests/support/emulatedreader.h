@@ -6,8 +6,8 @@
 #include <QString>
 
 /// The machine's serial ports, emulated: real terminals, with a test at the other end. While it
-/// lives, a process that runs under umockdev-wrapper, this one or a child, sees the USB devices that
-/// are plugged in here and no others. One at a time.
+/// lives, a process that runs under umockdev-wrapper, this one or a child, sees the USB devices
+/// that are plugged in here and no others. One at a time.
 class EmulatedPorts
 {
 public:
