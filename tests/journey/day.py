@@ -7,6 +7,7 @@ from pathlib import Path
 
 from client import Client, View
 from clock import Clock
+from network import Network
 from player import Operator
 from screen import Screen
 from service import Service, compare, expect
@@ -26,11 +27,15 @@ class Day:
         self.client: Client | None = None
         self.screen = Screen(folder, options.scale)
         self.operator = Operator(self.screen)
+        self._open: list[Service | Network | Screen] = [self.screen]
         try:
-            self.service = Service(options.sandbox, options.port, options.sandbox_folder, folder,
-                                   self.clock)
+            self.service = Service(options.sandbox, options.sandbox_folder, folder, self.clock)
+            self._open.append(self.service)
+            self.network = Network(options.port, options.sandbox_folder,
+                                   lambda: self.service.port)
+            self._open.append(self.network)
         except BaseException:
-            self.screen.close()
+            self.close()
             raise
         self.email, self.password = self.service.login()
         self.groups = self.service.groups()
@@ -38,8 +43,8 @@ class Day:
     def close(self) -> None:
         if self.client is not None:
             self.client.close()
-        self.service.close()
-        self.screen.close()
+        while self._open:
+            self._open.pop().close()
 
     def start_client(self) -> None:
         self.starts += 1

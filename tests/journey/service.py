@@ -8,6 +8,7 @@ import re
 import sqlite3
 import ssl
 import subprocess
+from collections import Counter
 from contextlib import closing
 from dataclasses import dataclass, fields, replace
 from pathlib import Path
@@ -20,6 +21,7 @@ from clock import Clock
 from screen import Failure
 
 EXTENDED_COLOUR = "#dd5500"
+LISTENING = "listening on https://localhost:"
 UNTICKED, TICKED = 0, 2
 
 
@@ -54,29 +56,58 @@ class Tracker:
         return cls(*row.texts, row.light, row.colour, row.enabled, row.tip, row.check, periods)
 
 
+@dataclass
+class Books:
+    """What is booked and paid: the steps change one as the service must have changed its own."""
+
+    cents: int
+    periods: list[tuple[Any, ...]]  # serial number, first day, last day, price in cents
+    extended: dict[str, bool]
+    names: dict[str, str]
+
+    def entries(self) -> Counter[tuple[Any, ...]]:
+        """Counted, so that a period that was booked twice is one too many."""
+        return Counter([("balance", self.cents), *(("period", *row) for row in self.periods),
+                        *(("extended", *row) for row in self.extended.items()),
+                        *(("name", *row) for row in self.names.items())])
+
+
 class Service:
     """The stand-in of the web service, with a database of its own."""
 
-    def __init__(self, program: Path, port: int, ca_folder: Path, folder: Path, clock: Clock) -> None:
+    def __init__(self, program: Path, ca_folder: Path, folder: Path, clock: Clock) -> None:
         self.today = clock.today
-        self._port = port
+        self.port = 0
         self.database = folder / "sandbox.db"
         self.log = folder / "sandbox.log"
-        command = [str(program), "--port", str(port), "--database", str(self.database),
-                   "--data-dir", str(ca_folder), "--today", self.today]
-        with open(self.log, "wb") as log:
-            self._process = subprocess.Popen(command, env=os.environ | clock.environment(),
+        self._command = [str(program), "--port", "0", "--database", str(self.database),
+                         "--data-dir", str(ca_folder), "--today", self.today]
+        self._environment = os.environ | clock.environment()
+        self._start()
+
+    def _start(self) -> None:
+        """A sandbox that was started anew goes on with the log and the database of the old one."""
+        starts = self.log.exists() and self.log_text().count(LISTENING)
+        with open(self.log, "ab") as log:
+            self._process = subprocess.Popen(self._command, env=self._environment,
                                              stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         try:
-            wait_until("the sandbox listens", self._listening, 20)
+            wait_until("the sandbox listens", lambda: self._listening(starts + 1), 20)
         except BaseException:
             self.close()
             raise
+        self.port = int(re.findall(f"^{LISTENING}(\\d+)$", self.log_text(), re.M)[-1])
 
-    def _listening(self) -> bool:
+    def _listening(self, starts: int) -> bool:
         if self._process.poll() is not None:
             raise ClientLost("The sandbox did not start: " + self.log_text().strip())
-        return "listening on" in self.log_text()
+        text = self.log_text()
+        return text.count(LISTENING) == starts and text.endswith("\n")
+
+    def restart(self) -> None:
+        """Ends all sessions: they are kept in the process, what was booked is not."""
+        self.close()
+        self._start()
 
     def log_text(self) -> str:
         return self.log.read_text(encoding="utf-8", errors="replace")
@@ -105,15 +136,16 @@ class Service:
         # Its certificate is right for its own clock, which is not this process's.
         context = ssl._create_unverified_context()
         try:
-            with urlopen(f"https://localhost:{self._port}{path}", context=context, timeout=10,
+            with urlopen(f"https://localhost:{self.port}{path}", context=context, timeout=10,
                          data=urlencode(items).encode()) as reply:
                 return json.load(reply)
         except OSError as error:
             raise Failure(f"The sandbox does not answer: {error}") from error
 
     def requests(self) -> str:
-        """The log from the first request on."""
-        return self.log_text().partition("listening on")[2]
+        """The log without what the sandbox says at its starts."""
+        return re.sub(f"^CA certificate: .*?^{LISTENING}.*?$", "", self.log_text(),
+                      flags=re.M | re.S)
 
     # The database
 
@@ -129,6 +161,17 @@ class Service:
     def balance(self) -> str:
         (cents,), = self.query("SELECT balance_cents FROM account")
         return f"{cents // 100}.{cents % 100:02} EUR"
+
+    def books(self) -> Books:
+        """All that an operator can change, as it stands in the database."""
+        (cents,), = self.query("SELECT balance_cents FROM account")
+        return Books(
+            cents,
+            self.query("SELECT serial, first_day, last_day, cost_cents FROM activation"
+                       " ORDER BY serial, first_day"),
+            {serial: bool(extended) for serial, extended
+             in self.query("SELECT serial, extended FROM tracker")},
+            dict(self.query("SELECT serial, name FROM tracker")))
 
     def periods(self, serial: str) -> tuple[Period, ...]:
         rows = self.query("SELECT first_day, last_day, id FROM activation WHERE serial = ?"
