@@ -3,6 +3,7 @@
 #include "window/mainwindow.h"
 
 #include <QApplication>
+#include <QIcon>
 
 int main(int argc, char *argv[])
 {
@@ -10,6 +11,9 @@ int main(int argc, char *argv[])
     // Both before the window: its settings store takes its place on disk from them.
     QCoreApplication::setOrganizationName("Quillmora");
     QCoreApplication::setOrganizationDomain("quillmora.example");
+    // What ties the window to the installed menu entry, its name and its icon.
+    QGuiApplication::setDesktopFileName("example.quillmora.veltrano");
+    QApplication::setWindowIcon(QIcon::fromTheme(QGuiApplication::desktopFileName()));
 
     MainWindow window;
     window.show();

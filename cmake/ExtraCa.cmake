@@ -1,6 +1,10 @@
 # Compiles a PEM file of CA certificates into a target, as a bundle of its own.
 
 function(veltrano_check_extra_ca file)
+    if(file STREQUAL "")
+        message(FATAL_ERROR
+            "VELTRANO_EXTRA_CA is empty: name a PEM file, or say OFF for no further certificates.")
+    endif()
     if(NOT EXISTS "${file}" OR IS_DIRECTORY "${file}")
         message(FATAL_ERROR "VELTRANO_EXTRA_CA names no file: \"${file}\".")
     endif()
@@ -25,7 +29,9 @@ endfunction()
 
 # The target compiles service/extraca.cpp; the certificates are then found at ":/extra-ca.pem".
 function(veltrano_add_extra_ca target file)
-    get_filename_component(file "${file}" ABSOLUTE BASE_DIR "${PROJECT_SOURCE_DIR}")
+    if(NOT file STREQUAL "")
+        get_filename_component(file "${file}" ABSOLUTE BASE_DIR "${PROJECT_SOURCE_DIR}")
+    endif()
     veltrano_check_extra_ca("${file}")
     # Beside a copy: a resource file names its files relative to itself.
     set(folder "${CMAKE_CURRENT_BINARY_DIR}/${target}_extra_ca")

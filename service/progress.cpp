@@ -1,7 +1,7 @@
 // The one progress bar, driven by every transfer that reports its progress.
 
-#include "mainwindow.h"
 #include "ui_mainwindow.h"
+#include "window/mainwindow.h"
 
 #include <QDebug>
 

@@ -1,13 +1,21 @@
-# The tests that plug in a barcode reader. umockdev emulates it, which there is on Linux only;
-# without it they are left out.
+# The tests that plug in a barcode reader, which umockdev emulates.
 
-find_package(PkgConfig)
+set(description "a barcode reader that is plugged in, scans and is unplugged")
+if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    veltrano_leave_out("reader's tests" "${description}" "Devices are emulated on Linux only.")
+    return()
+endif()
+find_package(PkgConfig QUIET)
 if(PKG_CONFIG_FOUND)
-    pkg_check_modules(UMOCKDEV IMPORTED_TARGET umockdev-1.0)
+    pkg_check_modules(UMOCKDEV QUIET IMPORTED_TARGET umockdev-1.0)
 endif()
 find_program(UMOCKDEV_WRAPPER umockdev-wrapper)
-if(NOT UMOCKDEV_FOUND OR NOT UMOCKDEV_WRAPPER)
-    message(STATUS "No umockdev here: the tests with an emulated barcode reader are left out.")
+set(missing)
+veltrano_need(missing "pkg-config" PKG_CONFIG_FOUND)
+veltrano_need(missing "libumockdev" UMOCKDEV_FOUND)
+veltrano_need(missing "umockdev-wrapper" UMOCKDEV_WRAPPER)
+veltrano_feature(has_reader_tests "reader's tests" "${description}" ${missing})
+if(NOT has_reader_tests)
     return()
 endif()
 

@@ -9,6 +9,8 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QIcon>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPointer>
@@ -37,6 +39,9 @@ constexpr int ProcessMs = 30000;
 /// Run in the program's event loop as soon as it turns.
 std::function<void(MainWindow *)> g_inLoop;
 
+/// Where icon themes are looked for; this platform looks nowhere by itself.
+QString g_themeFolder;
+
 MainWindow *programWindow()
 {
     const QWidgetList widgets = QApplication::topLevelWidgets();
@@ -52,6 +57,8 @@ void armInLoop()
 {
     if (!g_inLoop)
         return;
+    QIcon::setThemeSearchPaths({g_themeFolder});
+    QIcon::setThemeName("hicolor");
     QTimer::singleShot(0, qApp, [] {
         keepScreenReachable();
         g_inLoop(programWindow());
@@ -197,6 +204,8 @@ private slots:
     void cleanup();
 
     void identity();
+    void iconOfTheTheme();
+    void noIconInTheTheme();
     void oneWindowShownPlainly();
     void traces();
     void closingEndsWithZero();
@@ -231,13 +240,14 @@ void TestStartup::cleanup()
 
 void TestStartup::identity()
 {
-    QString strOrganization, strDomain, strName, strVersion, strSettings;
+    QString strOrganization, strDomain, strName, strVersion, strSettings, strDesktopFile;
     bool bOwnStyle = true;
     runProgram([&](MainWindow *pWindow) {
         strOrganization = QCoreApplication::organizationName();
         strDomain = QCoreApplication::organizationDomain();
         strName = QCoreApplication::applicationName();
         strVersion = QCoreApplication::applicationVersion();
+        strDesktopFile = QGuiApplication::desktopFileName();
         strSettings = pWindow->findChild<QSettings *>()->fileName();
         bOwnStyle = !qApp->styleSheet().isEmpty();
         closeWindow(pWindow);
@@ -246,8 +256,42 @@ void TestStartup::identity()
     QCOMPARE(strDomain, QString("quillmora.example"));
     QCOMPARE(strName, QString("veltrano-under-test")); // the file's
     QCOMPARE(strVersion, QString());
+    QCOMPARE(strDesktopFile, QString("example.quillmora.veltrano"));
     QCOMPARE(strSettings, ownSettingsFile());
     QVERIFY(!bOwnStyle);
+}
+
+void TestStartup::iconOfTheTheme()
+{
+    const QTemporaryDir data;
+    const QDir icons(data.filePath("icons/hicolor/48x48/apps"));
+    QVERIFY(icons.mkpath("."));
+    QFile theme(data.filePath("icons/hicolor/index.theme"));
+    QVERIFY(theme.open(QIODevice::WriteOnly));
+    theme.write("[Icon Theme]\nName=hicolor\nDirectories=48x48/apps\n\n[48x48/apps]\nSize=48\n");
+    theme.close();
+    QImage image(48, 48, QImage::Format_RGB32);
+    image.fill(Qt::magenta);
+    QVERIFY(image.save(icons.filePath("example.quillmora.veltrano.png")));
+
+    g_themeFolder = data.filePath("icons");
+    QRgb rgb = 0;
+    runProgram([&](MainWindow *pWindow) {
+        rgb = pWindow->windowIcon().pixmap(48).toImage().pixel(24, 24);
+        closeWindow(pWindow);
+    });
+    g_themeFolder.clear();
+    QCOMPARE(QColor(rgb), QColor(Qt::magenta));
+}
+
+void TestStartup::noIconInTheTheme()
+{
+    bool bIcon = true;
+    runProgram([&](MainWindow *pWindow) {
+        bIcon = !pWindow->windowIcon().pixmap(48).isNull();
+        closeWindow(pWindow);
+    });
+    QVERIFY(!bIcon);
 }
 
 void TestStartup::oneWindowShownPlainly()

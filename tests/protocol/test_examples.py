@@ -13,16 +13,12 @@ import tempfile
 import unittest
 from typing import Any
 
+import yaml
 from recorded import (CHARACTERS, EXCHANGES, OPENAPI, PROTOCOL, ROOT, SANDBOX, Exchange, header,
                       quotes, types)
 
 sys.path.insert(0, str(ROOT / "sandbox" / "tests"))
 from support import PASSWORD, Sandbox  # noqa: E402
-
-try:
-    import yaml
-except ImportError:
-    yaml = None
 
 # What the documents say of a reply's head; the rest is the server's own affair.
 REPLY_HEADERS = ["Cache-Control", "Content-Length", "Content-Type", "Set-Cookie"]
@@ -272,7 +268,6 @@ class TestSources(unittest.TestCase):
         self.assertEqual(served, {(exchange.path, exchange.method) for exchange in EXCHANGES})
 
 
-@unittest.skipUnless(yaml, "PyYAML (Debian: python3-yaml) is not there to read openapi.yaml")
 class TestOpenApi(unittest.TestCase):
     """openapi.yaml holds every recorded exchange, in the same words."""
 

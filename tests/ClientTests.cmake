@@ -1,0 +1,89 @@
+# Each source tst_NAME.cpp is one executable and one test.
+
+set(certificates "${CMAKE_CURRENT_BINARY_DIR}/certificates")
+add_custom_command(
+    OUTPUT "${certificates}/expired.pem"
+    COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/support/make-certificates"
+        "${OPENSSL_PROGRAM}" "${certificates}"
+    DEPENDS support/make-certificates
+    COMMENT "Making the tests' certificates")
+add_custom_target(test_certificates DEPENDS "${certificates}/expired.pem")
+
+add_library(test_support OBJECT support/scriptedserver.cpp support/windowtest.cpp)
+add_dependencies(test_support test_certificates)
+target_include_directories(test_support PUBLIC "${PROJECT_SOURCE_DIR}" support)
+target_compile_definitions(test_support PUBLIC "TEST_CERTIFICATES=\"${certificates}\"")
+target_link_libraries(test_support
+    PUBLIC Qt5::Network Qt5::Test Qt5::Widgets
+    PRIVATE project_flags)
+
+function(veltrano_add_test name)
+    add_executable(${name} ${name}.cpp)
+    target_link_libraries(${name} PRIVATE client_core test_support project_flags)
+    add_test(NAME ${name} COMMAND ${name})
+    # The timeouts are for the message box that a test forgot to close.
+    set_tests_properties(${name} PROPERTIES
+        ENVIRONMENT "QTEST_FUNCTION_TIMEOUT=60000;QTEST_DISABLE_STACK_DUMP=1;QT_QPA_PLATFORM=offscreen;LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/lsan.supp:print_suppressions=0"
+        TIMEOUT 120)
+endfunction()
+
+foreach(name IN ITEMS
+        tst_activation
+        tst_barcoderules
+        tst_bookingrules
+        tst_certificates
+        tst_details
+        tst_form
+        tst_groups
+        tst_login
+        tst_nestedloops
+        tst_profile
+        tst_removal
+        tst_requests
+        tst_resources
+        tst_selection
+        tst_trackers
+        tst_window)
+    veltrano_add_test(${name})
+endforeach()
+
+# The form classes as the form compiler wrote them for the program.
+target_compile_definitions(tst_form PRIVATE
+    "UI_HEADER=\"${PROJECT_BINARY_DIR}/ui_mainwindow.h\"")
+target_compile_definitions(tst_details PRIVATE
+    "UI_HEADER=\"${PROJECT_BINARY_DIR}/ui_edittracker.h\"")
+
+# Bundles that lack a file, or hold a wrong one, are made while the test runs.
+target_compile_definitions(tst_certificates PRIVATE
+    "RESOURCE_COMPILER=\"$<TARGET_FILE:Qt5::rcc>\"")
+
+# main() itself, under another name, so that a test can call it as often as it likes.
+veltrano_add_test(tst_startup)
+add_library(program_main OBJECT "${PROJECT_SOURCE_DIR}/app/main.cpp")
+target_compile_definitions(program_main PRIVATE main=programMain)
+target_link_libraries(program_main PRIVATE Qt5::SerialPort Qt5::Widgets project_flags)
+target_include_directories(program_main PRIVATE "${PROJECT_SOURCE_DIR}")
+target_link_libraries(tst_startup PRIVATE program_main)
+add_dependencies(tst_startup veltrano)
+target_compile_definitions(tst_startup PRIVATE
+    "PROGRAM=\"$<TARGET_FILE:veltrano>\""
+    "PROGRAM_HOST=\"${VELTRANO_SERVICE_HOST}\""
+    "PROGRAM_HAS_EXTRA_CA=$<NOT:$<STREQUAL:${VELTRANO_EXTRA_CA},OFF>>")
+
+# The same test in a program with certificates of its own and in one without.
+set(certificate_folder "${PROJECT_SOURCE_DIR}/resources")
+file(READ "${certificate_folder}/RapidSSL_SHA256_CA-G3.pem" first)
+file(READ "${certificate_folder}/GeoTrustGlobalCA.pem" second)
+file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/two-certificates.pem"
+    "What stands outside the marks is a remark.\n${first}\n${second}")
+foreach(name IN ITEMS tst_extraca tst_no_extraca)
+    add_executable(${name} tst_extraca.cpp "${PROJECT_SOURCE_DIR}/service/extraca.cpp")
+    target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+    target_link_libraries(${name} PRIVATE Qt5::Network Qt5::Test project_flags)
+    add_test(NAME ${name} COMMAND ${name})
+endforeach()
+veltrano_add_extra_ca(tst_extraca "${CMAKE_CURRENT_BINARY_DIR}/two-certificates.pem")
+string(CONCAT given "${certificate_folder}/RapidSSL_SHA256_CA-G3.pem" "\;"
+    "${certificate_folder}/GeoTrustGlobalCA.pem")
+target_compile_definitions(tst_extraca PRIVATE "CERTIFICATES_GIVEN=\"${given}\"")
+target_compile_definitions(tst_no_extraca PRIVATE "CERTIFICATES_GIVEN=\"\"")

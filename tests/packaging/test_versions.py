@@ -1,0 +1,52 @@
+"""The build's version, and its day, in every paper that names them."""
+
+from __future__ import annotations
+
+import os
+import re
+import unittest
+import xml.etree.ElementTree
+from email.utils import parsedate_to_datetime
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+VERSION = os.environ["VELTRANO_VERSION"]
+
+
+def text(name: str) -> str:
+    return (ROOT / name).read_text(encoding="utf-8")
+
+
+class TestVersions(unittest.TestCase):
+
+    def setUp(self) -> None:
+        # The newest heading; what is not released yet has none with a number.
+        found = re.search(r"^## (\d\S*) \((\d{4}-\d\d-\d\d)\)$", text("CHANGELOG.md"), re.M)
+        self.assertIsNotNone(found, "CHANGELOG.md has no heading with a version and a day")
+        self.version, self.day = found.groups()
+
+    def test_changelog(self) -> None:
+        self.assertEqual(self.version, VERSION)
+
+    def test_metainfo(self) -> None:
+        name = "packaging/example.quillmora.veltrano.metainfo.xml"
+        release = xml.etree.ElementTree.fromstring(text(name)).find("releases/release")
+        self.assertEqual(release.attrib, {"version": VERSION, "date": self.day})
+
+    def test_debian_changelog(self) -> None:
+        changelog = text("debian/changelog")
+        self.assertEqual(re.match(r"veltrano \((\S+)\) ", changelog).group(1), VERSION)
+        date = re.search(r"^ -- .*>  (.*)$", changelog, re.M).group(1)
+        self.assertEqual(parsedate_to_datetime(date).date().isoformat(), self.day)
+
+    def test_manual_pages(self) -> None:
+        for program in ("veltrano", "veltrano-sandbox"):
+            with self.subTest(program):
+                page = text(f"packaging/{program}.1")
+                title = program.upper().replace("-", r"\-")
+                self.assertIn(f'\n.TH {title} 1 {self.day} "Veltrano {VERSION}" "User Commands"\n',
+                              page)
+
+
+if __name__ == "__main__":
+    unittest.main()
