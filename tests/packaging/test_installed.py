@@ -4,10 +4,12 @@ manual reader and the linker make of them what they should."""
 from __future__ import annotations
 
 import os
+import platform
 import re
 import stat
 import struct
 import subprocess
+import tarfile
 import tempfile
 import unittest
 from pathlib import Path
@@ -63,6 +65,25 @@ class TestInstalled(unittest.TestCase):
             with self.subTest(component), tempfile.TemporaryDirectory() as folder:
                 install(folder, "--component", component)
                 self.assertEqual(files(folder), listed(component))
+
+    def test_archives(self) -> None:
+        """One a component, in the same folder where both are unpacked."""
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run([str(Path(CMAKE).with_name("cpack")), "-B", folder,
+                            "--config", f"{BUILD}/CPackConfig.cmake"],
+                           check=True, stdout=subprocess.DEVNULL)
+            archives = {}
+            for path in Path(folder).glob("*.tar.gz"):
+                with tarfile.open(path) as archive:
+                    archives[path.name] = sorted(member.name for member in archive
+                                                 if not member.isdir())
+        system = f"{os.environ['VELTRANO_VERSION']}-{platform.system()}-{platform.machine()}"
+        expected = {f"veltrano-{system}.tar.gz": listed("client")}
+        if HAS_SANDBOX:
+            expected[f"veltrano-sandbox-{system}.tar.gz"] = listed("sandbox")
+        self.assertEqual(archives, {
+            name: [f"veltrano-{system}/{file}" for file in names]
+            for name, names in expected.items()})
 
     def test_modes(self) -> None:
         """Everyone may read what is installed, whoever installed it, and run the programs."""
