@@ -1,4 +1,4 @@
-"""The build's version, and its day, in every paper that names them."""
+"""The build's version, its day and its licence in every paper that names them."""
 
 from __future__ import annotations
 
@@ -46,6 +46,14 @@ class TestVersions(unittest.TestCase):
                 title = program.upper().replace("-", r"\-")
                 self.assertIn(f'\n.TH {title} 1 {self.day} "Veltrano {VERSION}" "User Commands"\n',
                               page)
+
+    def test_licence(self) -> None:
+        """There is none until the owner chooses one, and then it stands in all three."""
+        metainfo = text("packaging/example.quillmora.veltrano.metainfo.xml")
+        self.assertEqual(re.findall(r"_license>([^<]+)<", metainfo), ["LicenseRef-proprietary"] * 2)
+        self.assertEqual(re.findall("^License: (.*)$", text("debian/copyright"), re.M),
+                         ["LicenseRef-proprietary"])
+        self.assertIn("\n## Licence\n\nThe owner has not chosen one yet;", text("README.md"))
 
 
 if __name__ == "__main__":
