@@ -10,6 +10,7 @@ import unittest
 from pathlib import Path
 
 CMAKE = os.environ["VELTRANO_CMAKE"]
+GENERATOR = os.environ["VELTRANO_GENERATOR"]
 SOURCE = Path(__file__).resolve().parents[2]
 
 
@@ -24,8 +25,9 @@ class TestConfigure(unittest.TestCase):
         """Whether a first configuration succeeded, and what it said."""
         (self.build / "CMakeCache.txt").unlink(missing_ok=True)
         environment = {name: value for name, value in os.environ.items()
-                       if name not in ("CMAKE_BUILD_TYPE", "CMAKE_GENERATOR")}
-        done = subprocess.run([CMAKE, "-S", str(source), "-B", str(self.build), *options],
+                       if name != "CMAKE_BUILD_TYPE"}
+        done = subprocess.run([CMAKE, "-S", str(source), "-B", str(self.build), "-G", GENERATOR,
+                               *options],
                               text=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, env=environment, check=False)
         return done.returncode == 0, done.stdout
