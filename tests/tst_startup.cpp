@@ -17,10 +17,12 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QSettings>
+#include <QSpinBox>
 #include <QStandardPaths>
 #include <QStyle>
 #include <QTemporaryDir>
 #include <QTimer>
+#include <QTreeView>
 
 #include <csignal>
 #include <functional>
@@ -212,6 +214,8 @@ private slots:
     void loopValueIsTheExitCode_data();
     void loopValueIsTheExitCode();
     void windowGoesBeforeTheApplication();
+    void denseScreens();
+    void keyboardAndNamesAreThere();
     void firstRun();
     void lastUserIsShown();
     void lastUserOfALoginIsThereAfterARestart();
@@ -357,6 +361,42 @@ void TestStartup::windowGoesBeforeTheApplication()
     QVERIFY(!QCoreApplication::instance());
 }
 
+void TestStartup::denseScreens()
+{
+    runProgram(closeWindow);
+    QVERIFY(QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling));
+    QVERIFY(QCoreApplication::testAttribute(Qt::AA_UseHighDpiPixmaps));
+    // The framework's own; to pass fractions through would scale ordinary screens, too.
+    QCOMPARE(QGuiApplication::highDpiScaleFactorRoundingPolicy(),
+             Qt::HighDpiScaleFactorRoundingPolicy::Round);
+}
+
+void TestStartup::keyboardAndNamesAreThere()
+{
+    QString strFocus, strBehindDays, strTable;
+    int iMenus = 0;
+    runProgram([&](MainWindow *pWindow) {
+        QVERIFY(QTest::qWaitForWindowActive(pWindow));
+        strFocus = QApplication::focusWidget()->objectName();
+        auto *pTable = childOf<QTreeView>(pWindow, "treeView");
+        strTable = pTable->accessibleName();
+        childOf<QSpinBox>(pWindow, "weeksSpinBox")->setFocus();
+        QTest::keyClick(pWindow->windowHandle(), Qt::Key_Tab);
+        strBehindDays = QApplication::focusWidget()->objectName();
+        pTable->setFocus();
+        WhileOpen menu([&](QWidget *pOpen) {
+            ++iMenus;
+            pOpen->close();
+        });
+        QTest::keyClick(pWindow->windowHandle(), Qt::Key_F10, Qt::ShiftModifier);
+        closeWindow(pWindow);
+    });
+    QCOMPARE(strFocus, QString("userLineEdit"));
+    QCOMPARE(strTable, QString("Trackers"));
+    QCOMPARE(strBehindDays, QString("buttonRefresh"));
+    QCOMPARE(iMenus, 1);
+}
+
 void TestStartup::firstRun()
 {
     QString strUser("-"), strPassword("-");
@@ -372,12 +412,15 @@ void TestStartup::firstRun()
 void TestStartup::lastUserIsShown()
 {
     storeLastUser(ownSettingsFile(), "nora@club.example");
-    QString strUser;
+    QString strUser, strFocus;
     runProgram([&](MainWindow *pWindow) {
         strUser = childOf<QLineEdit>(pWindow, "userLineEdit")->text();
+        QVERIFY(QTest::qWaitForWindowActive(pWindow));
+        strFocus = QApplication::focusWidget()->objectName();
         closeWindow(pWindow);
     });
     QCOMPARE(strUser, QString("nora@club.example"));
+    QCOMPARE(strFocus, QString("passwordLineEdit"));
 }
 
 void TestStartup::lastUserOfALoginIsThereAfterARestart()
