@@ -66,6 +66,7 @@ class Widget:
         self.visible: bool = report["visible"]
         self.enabled: bool = report["enabled"]
         self.focus: bool = report["focus"]
+        self.needs: list[int] = report["needs"]
         self.shown_rect = _rect(report, "shown_rect")
         self.caret_rect = _rect(report, "caret_rect")
         self.rows = [Row(row) for row in report.get("rows", [])]
@@ -75,6 +76,12 @@ class Widget:
 
     def is_a(self, kind: str) -> bool:
         return kind in self._report["classes"]
+
+    @property
+    def is_cut(self) -> bool:
+        """Whether there is less of it on the screen than its text or its parts need."""
+        shown = self.shown_rect
+        return shown is None or shown.width < self.needs[0] or shown.height < self.needs[1]
 
 
 class Window:
@@ -171,12 +178,31 @@ class View:
         return self.widget("treeView").rows
 
     @property
-    def columns(self) -> list[str]:
-        """The titles above the table; none while the header is hidden."""
+    def header(self) -> list[dict[str, Any]]:
+        """The columns' titles above the table; none while the header is hidden."""
         for header in self.main.shown("QHeaderView"):
             if header["columns"] and self._inside(header, self.widget("treeView")):
-                return [column["text"] for column in header["columns"]]
+                return list(header["columns"])
         return []
+
+    @property
+    def columns(self) -> list[str]:
+        return [column["text"] for column in self.header]
+
+    @property
+    def cut_columns(self) -> list[str]:
+        """The columns whose titles have less room in sight than they need."""
+        return [column["text"] for column in self.header
+                if not column["rect"] or column["rect"][2] < column["needs"][0]]
+
+    @property
+    def focus(self) -> Widget | None:
+        """The widget that has the keyboard, in whichever window that is."""
+        for window in self.windows:
+            for widget in window.widgets:
+                if widget["keyboard"]:
+                    return widget
+        return None
 
     @staticmethod
     def _inside(inner: Widget, outer: Widget) -> bool:

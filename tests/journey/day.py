@@ -9,7 +9,7 @@ from client import Client, View
 from clock import Clock
 from network import Network
 from player import Operator
-from screen import Screen
+from screen import Look, Screen
 from service import Service, compare, expect
 
 COLUMNS = ["Serial Number", "Tracker Name", "CompeId", "Firmware", "Imsi"]
@@ -18,14 +18,15 @@ COLUMNS = ["Serial Number", "Tracker Name", "CompeId", "Firmware", "Imsi"]
 class Day:
     """What the steps share: the operator, the service, and the client that runs at the moment."""
 
-    def __init__(self, options: argparse.Namespace, folder: Path) -> None:
+    def __init__(self, options: argparse.Namespace, folder: Path, look: Look) -> None:
         self.options = options
+        self.look = look
         self.folder = folder
         self.pictures: Path = options.pictures
         self.starts = 0
         self.clock = Clock(options.clock)
         self.client: Client | None = None
-        self.screen = Screen(folder, options.scale)
+        self.screen = Screen(folder, look)
         self.operator = Operator(self.screen)
         self._open: list[Service | Network | Screen] = [self.screen]
         try:

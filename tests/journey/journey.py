@@ -16,21 +16,26 @@ import sys
 import tempfile
 import time
 from collections.abc import Callable
+from dataclasses import replace
 from pathlib import Path
 
 import command_steps as commands
 import failure_steps as failures
+import keyboard_steps as keyboard
 import reader_steps as reader
+import screen_steps as screens
 import session_steps as session
 from day import Day
 from network import Mode
-from screen import Failure
+from screen import Failure, Look
 
 # What the operator's screen is made with, and the Debian package that has it.
 TOOLS = {"Xvfb": "xvfb", "openbox": "openbox", "xdotool": "xdotool",
-         "umockdev-wrapper": "umockdev"}
+         "xrdb": "x11-xserver-utils", "umockdev-wrapper": "umockdev"}
 
-STEPS: list[tuple[str, Callable[[Day], None]]] = [
+Steps = list[tuple[str, Callable[[Day], None]]]
+
+DAY: Steps = [
     # The title names the step's picture, too.
     ("First start", session.first_start),
     ("Wrong password", session.wrong_password),
@@ -71,12 +76,39 @@ STEPS: list[tuple[str, Callable[[Day], None]]] = [
 ]
 
 
-def play(day: Day) -> bool:
+KEYBOARD_DAY: Steps = [
+    ("Start", keyboard.start),
+    ("Log in", keyboard.log_in),
+    ("Every widget", keyboard.every_widget),
+    ("Second group", keyboard.second_group),
+    ("Expanded tracker", keyboard.expand),
+    ("Ticked", keyboard.tick),
+    ("Scheduled", keyboard.schedule),
+    ("Extended profile", keyboard.extend_profile),
+    ("Removed", keyboard.remove),
+    ("Saved name", keyboard.rename),
+    ("Refreshed", keyboard.refresh),
+    ("Log out", keyboard.log_out),
+    ("Quit", keyboard.quit_client),
+    ("Second start", keyboard.second_start),
+]
+
+# What is played, and on what kind of screen.
+JOURNEYS: dict[str, tuple[Steps, Look]] = {
+    "day": (DAY, Look()),
+    "keyboard": (KEYBOARD_DAY, Look()),
+    "dense-screen": (screens.steps(screens.check_dense), Look(dpi=192)),
+    "large-font": (screens.steps(screens.check_large_font),
+                   Look(width=1024, height=768, font_points=14)),
+}
+
+
+def play(day: Day, steps: Steps) -> bool:
     """Plays the steps one after the other until one fails."""
-    for number, (title, function) in enumerate(STEPS, 1):
+    for number, (title, function) in enumerate(steps, 1):
         name = f"{number:02}-{re.sub('[^a-z0-9]+', '-', title.lower())}"
         start = time.monotonic()
-        print(f"{number:2}/{len(STEPS)}  {title:26}", end="", flush=True)
+        print(f"{number:2}/{len(steps)}  {title:26}", end="", flush=True)
         try:
             function(day)
             if day.client is not None:
@@ -133,6 +165,7 @@ def read_options() -> argparse.Namespace:
                         help="the program that emulates the barcode reader")
     parser.add_argument("--port", type=int, required=True, help="the port that the client asks")
     parser.add_argument("--pictures", type=Path, required=True, help="where the pictures go")
+    parser.add_argument("--journey", choices=list(JOURNEYS), default="day", help="what is played")
     parser.add_argument("--scale", type=int, default=1, help="screen pixels per window pixel")
     return parser.parse_args()
 
@@ -148,9 +181,10 @@ def main() -> int:
         check_tools()
         check_port(options.port)
         with tempfile.TemporaryDirectory(prefix="veltrano-journey-") as folder:
-            day = Day(options, Path(folder))
+            steps, look = JOURNEYS[options.journey]
+            day = Day(options, Path(folder), replace(look, scale=options.scale))
             try:
-                succeeded = play(day)
+                succeeded = play(day, steps)
             finally:
                 day.close()
     except Failure as failure:

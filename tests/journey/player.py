@@ -81,7 +81,8 @@ class Operator:
         self._screen.tool("click", "--repeat", str(times), "--delay", "40", button)
 
     def press(self, *keys: str) -> None:
-        self._screen.tool("key", "--", *keys)
+        if keys:
+            self._screen.tool("key", "--", *keys)
 
     def type(self, text: str) -> None:
         self._screen.tool("type", "--delay", "10", "--", text)
@@ -144,6 +145,50 @@ class Operator:
     def close_window(self) -> None:
         """Asks the window manager to close the active window."""
         self.press("alt+F4")
+
+    # Keys alone
+
+    def _focus_name(self) -> str:
+        focus = self.wait("a widget has the keyboard", lambda view: view.focus)
+        return focus.name or focus.text
+
+    def _next_widget(self, key: str) -> str:
+        """Presses a key that takes the keyboard to another widget; returns that one's name."""
+        before = self._focus_name()
+        self.press(key)
+        self.wait(f"{key} leaves {before}", lambda view: view.focus is not None
+                  and (view.focus.name or view.focus.text) != before)
+        return self._focus_name()
+
+    def way_of(self, key: str) -> list[str]:
+        """The widgets that a key leads through, from the present one until it is back there."""
+        names = [self._focus_name()]
+        while (name := self._next_widget(key)) != names[0]:
+            if name in names:
+                raise Failure(f"{key} leads round and round: {[*names, name]}.")
+            names.append(name)
+        return names
+
+    def go_to(self, name: str) -> None:
+        """Presses Tab until a widget of the active window has the keyboard."""
+        seen = [self._focus_name()]
+        while seen[-1] != name:
+            seen.append(self._next_widget("Tab"))
+            if seen[-1] in seen[:-1]:
+                raise Failure(f"Tab does not lead to {name}, only to {seen}.")
+
+    def go_to_row(self, text: str) -> None:
+        """Goes down the table from its first row; rows that cannot be ticked are passed over."""
+        self.go_to("treeView")
+        self.press("Home")
+        rows = self.wait("the first row is the current one", lambda view: [
+            row for row in view.unfolded() if row.enabled] if any(
+                row.current for row in view.unfolded()) else [])
+        texts = [row.text for row in rows]
+        if text not in texts:
+            raise Failure(f'The keys find no row "{text}", only {texts}.')
+        self.press(*["Down"] * texts.index(text))
+        self.wait(f'the row "{text}" is the current one', lambda view: view.row(text).current)
 
     # The table
 

@@ -65,6 +65,12 @@ QJsonArray pixels(const QWidget *pWidget, const QRect &rect)
     return {rect.x() * iScale, rect.y() * iScale, rect.width() * iScale, rect.height() * iScale};
 }
 
+QJsonArray pixels(const QWidget *pWidget, const QSize &size)
+{
+    const int iScale = pWidget->devicePixelRatio();
+    return {size.width() * iScale, size.height() * iScale};
+}
+
 QJsonArray screenRect(const QWidget *pWidget, const QRect &rect)
 {
     return pixels(pWidget, QRect(pWidget->mapToGlobal(rect.topLeft()), rect.size()));
@@ -203,9 +209,13 @@ QJsonArray columnArray(const QHeaderView *pHeader)
     for (int iColumn = 0; iColumn < pHeader->count(); ++iColumn) {
         const QRect section(pHeader->sectionViewportPosition(iColumn), 0,
                             pHeader->sectionSize(iColumn), pHeader->height());
-        columns.append(QJsonObject{
-            {"text", pHeader->model()->headerData(iColumn, pHeader->orientation()).toString()},
-            {"rect", shownRect(pHeader->viewport(), section)}});
+        const QString strText =
+            pHeader->model()->headerData(iColumn, pHeader->orientation()).toString();
+        // The section's own hint leaves room for an arrow, which is not always there.
+        const QSize text = pHeader->fontMetrics().size(Qt::TextSingleLine, strText);
+        columns.append(QJsonObject{{"text", strText},
+                                   {"rect", shownRect(pHeader->viewport(), section)},
+                                   {"needs", pixels(pHeader, text)}});
     }
     return columns;
 }
@@ -273,6 +283,9 @@ QJsonObject widgetObject(const QWidget *pWidget)
                        {"visible", pWidget->isVisible()},
                        {"enabled", pWidget->isEnabled()},
                        {"focus", pWidget->hasFocus()},
+                       // Those that hand it on to another one have the focus, too.
+                       {"keyboard", pWidget == QApplication::focusWidget()},
+                       {"needs", pixels(pWidget, pWidget->minimumSizeHint())},
                        {"shown_rect", QJsonValue::Null}};
     addProperties(&report, pWidget);
     // A hidden view may wait for its first layout: asking it for places would make it lay out now.

@@ -10,12 +10,11 @@ import subprocess
 import time
 import zlib
 from collections import Counter
+from dataclasses import dataclass
 from pathlib import Path
 from typing import Any, NamedTuple
 
 START_TIME = 20.0  # seconds that a server or the window manager may take to start
-
-WIDTH, HEIGHT = 1280, 1024  # at scale 1
 
 FONT_SETTINGS = """<?xml version="1.0"?>
 <!DOCTYPE fontconfig SYSTEM "fonts.dtd">
@@ -33,6 +32,22 @@ FONT_SETTINGS = """<?xml version="1.0"?>
   </match>
 </fontconfig>
 """
+
+
+KDE_SETTINGS = """[General]
+font=DejaVu Sans,{points},-1,5,50,0,0,0,0,0
+"""
+
+
+@dataclass(frozen=True)
+class Look:
+    """What kind of screen an operator has."""
+
+    width: int = 1280   # window pixels
+    height: int = 1024
+    scale: int = 1      # the screen's pixels to one of the window's, as the environment demands it
+    dpi: int = 96       # as a desktop announces it in its resources
+    font_points: int = 0  # 0: the framework's own size
 
 
 class Failure(Exception):
@@ -110,8 +125,8 @@ class Picture:
 class Screen:
     """An X server of its own, so that nobody's desktop sees the player's mouse and keys."""
 
-    def __init__(self, folder: Path, scale: int = 1) -> None:
-        self.scale = scale
+    def __init__(self, folder: Path, look: Look) -> None:
+        self.scale = look.scale
         self.folder = folder
         self._processes: list[subprocess.Popen[bytes]] = []
         self._log = open(folder / "screen.log", "ab")
@@ -129,7 +144,9 @@ class Screen:
             "XDG_CACHE_HOME": str(folder / "cache"),
         }
         try:
-            self._start_server(WIDTH * scale, HEIGHT * scale, authority)
+            density = look.scale * look.dpi // 96
+            self._start_server(look.width * density, look.height * density, authority)
+            self._announce(look)
             self._start_window_manager()
         except BaseException:
             self.close()
@@ -164,6 +181,17 @@ class Screen:
         if not display:
             raise Failure(f"The X server did not start; see {self._log.name}.")
         self.environment["DISPLAY"] = f":{display}"
+
+    def _announce(self, look: Look) -> None:
+        """What a desktop tells its programs of its screen and its font."""
+        subprocess.run(["xrdb", "-nocpp", "-load"], env=self.environment, check=True, text=True,
+                       input=f"Xft.dpi: {look.dpi}\n", timeout=START_TIME)
+        if look.font_points:
+            # The framework reads the font from one desktop's settings without that desktop.
+            settings = Path(self.environment["XDG_CONFIG_HOME"]) / "kdeglobals"
+            settings.parent.mkdir(exist_ok=True)
+            settings.write_text(KDE_SETTINGS.format(points=look.font_points), encoding="utf-8")
+            self.environment |= {"XDG_CURRENT_DESKTOP": "KDE", "KDE_SESSION_VERSION": "5"}
 
     def _start_window_manager(self) -> None:
         self._run(["openbox", "--sm-disable"])
