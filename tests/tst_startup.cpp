@@ -42,7 +42,11 @@ constexpr int ProcessMs = 30000;
 std::function<void(MainWindow *)> g_inLoop;
 
 /// Where icon themes are looked for; this platform looks nowhere by itself.
-QString g_themeFolder;
+QString &themeFolder()
+{
+    static QString strFolder;
+    return strFolder;
+}
 
 MainWindow *programWindow()
 {
@@ -59,7 +63,7 @@ void armInLoop()
 {
     if (!g_inLoop)
         return;
-    QIcon::setThemeSearchPaths({g_themeFolder});
+    QIcon::setThemeSearchPaths({themeFolder()});
     QIcon::setThemeName("hicolor");
     QTimer::singleShot(0, qApp, [] {
         keepScreenReachable();
@@ -278,13 +282,13 @@ void TestStartup::iconOfTheTheme()
     image.fill(Qt::magenta);
     QVERIFY(image.save(icons.filePath("example.quillmora.veltrano.png")));
 
-    g_themeFolder = data.filePath("icons");
+    themeFolder() = data.filePath("icons");
     QRgb rgb = 0;
     runProgram([&](MainWindow *pWindow) {
         rgb = pWindow->windowIcon().pixmap(48).toImage().pixel(24, 24);
         closeWindow(pWindow);
     });
-    g_themeFolder.clear();
+    themeFolder().clear();
     QCOMPARE(QColor(rgb), QColor(Qt::magenta));
 }
 
