@@ -28,6 +28,8 @@ private slots:
     void f2OpensNothingElse();
     void f2EditsOtherColumns();
     void f2LeavesOtherWidgetsAlone();
+    void typingGoesToTheTracker();
+    void altDownOpensTheGroups();
     void shiftF10OpensTheMenuOfThePeriod();
     void shiftF10DoesWhatTheMenuKeyDoes();
     void shiftF10InALineEdit();
@@ -236,6 +238,29 @@ void TestKeyboard::f2LeavesOtherWidgetsAlone()
     press(Qt::Key_F2);
     QCOMPARE(infoLog(), QStringList());
     QCOMPARE(m_pServed->replies(), 0);
+}
+
+void TestKeyboard::typingGoesToTheTracker()
+{
+    fillTable();
+    QTest::keyClicks(m_pServed->view(), "004122");
+    QCOMPARE(m_pServed->view()->currentIndex(), m_pServed->model()->index(1, 0));
+}
+
+void TestKeyboard::altDownOpensTheGroups()
+{
+    fillTable();
+    m_pServed->combo()->setFocus();
+    WhileOpen list([&](QWidget *pOpen) {
+        QWidget *pList = pOpen->focusWidget() ? pOpen->focusWidget() : pOpen;
+        QTest::keyClick(pList, Qt::Key_Down);
+        QCOMPARE(m_pServed->combo()->currentIndex(), 0); // nothing is loaded on the way
+        QTest::keyClick(pList, Qt::Key_Return);
+    });
+    press(Qt::Key_Down, Qt::AltModifier);
+    QTRY_COMPARE(m_pServed->combo()->currentIndex(), 1);
+    QVERIFY(list.hasActed());
+    m_pServed->serveTrackers("");
 }
 
 void TestKeyboard::shiftF10OpensTheMenuOfThePeriod()

@@ -41,7 +41,7 @@ void MainWindow::onGetGroupsResult()
         ui->groupComboBox->addItem(groupText(group), group["id"].toVariant());
         qInfo() << group["id"];
     }
-    delete pReply; // at once, as everywhere here; nothing touches it afterwards
+    delete pReply; // at once; nothing touches it afterwards
 }
 
 void MainWindow::onGroupChanged(int iIdx)

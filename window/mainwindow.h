@@ -75,7 +75,7 @@ private slots:
     void on_weeksSpinBox_valueChanged(int arg1);
 
 private:
-    // mainwindow.cpp, the constructor's chapters
+    // mainwindow.cpp, the constructor's steps
     void SetupTrackerView();
     void SetupSelectionButtons();
     void SetupButtons();

@@ -34,8 +34,8 @@ void MainWindow::EnumReaders(bool bOpen)
 
     m_pSerialPort->setPortName(m_strPortName);
     m_pSerialPort->open(QIODevice::ReadWrite);
-    // Anew each time. Twice connected means asked twice, and the second time there is nothing left
-    // to read or to close.
+    // Anew each time. A port that is opened again is connected again, and each signal calls its
+    // slot twice then: the second call finds nothing left to read or to close.
     connect(m_pSerialPort, SIGNAL(readyRead()), this, SLOT(onBarCode()));
     // clang-format off
     connect(m_pSerialPort, SIGNAL(error(QSerialPort::SerialPortError)),

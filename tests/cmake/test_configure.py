@@ -74,6 +74,7 @@ class TestConfigure(unittest.TestCase):
         self.assertEqual(self.left_out("-DCMAKE_DISABLE_FIND_PACKAGE_Python3=ON"),
                          ["sandbox's tests. Missing: Python 3.9",
                           "configuration's tests. Missing: Python 3.9",
+                          "document checks. Missing: Python 3.9",
                           "journey. Missing: Python 3.9",
                           "packaging checks. Missing: Python 3.9",
                           "protocol checks. Missing: Python 3.9, PyYAML"])
