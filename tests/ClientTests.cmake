@@ -28,6 +28,7 @@ function(veltrano_add_test name)
 endfunction()
 
 foreach(name IN ITEMS
+        tst_accessiblenames
         tst_activation
         tst_barcoderules
         tst_bookingrules
@@ -35,6 +36,7 @@ foreach(name IN ITEMS
         tst_details
         tst_form
         tst_groups
+        tst_keyboard
         tst_login
         tst_nestedloops
         tst_profile
@@ -57,19 +59,13 @@ target_compile_definitions(tst_details PRIVATE
 target_compile_definitions(tst_certificates PRIVATE
     "RESOURCE_COMPILER=\"$<TARGET_FILE:Qt5::rcc>\"")
 
-# What stands around the window.
-foreach(name IN ITEMS tst_accessiblenames tst_keyboard)
-    veltrano_add_test(${name})
-    target_link_libraries(${name} PRIVATE client_app)
-endforeach()
-
 # main() itself, under another name, so that a test can call it as often as it likes.
 veltrano_add_test(tst_startup)
 add_library(program_main OBJECT "${PROJECT_SOURCE_DIR}/app/main.cpp")
 target_compile_definitions(program_main PRIVATE main=programMain)
 target_link_libraries(program_main PRIVATE Qt5::SerialPort Qt5::Widgets project_flags)
 target_include_directories(program_main PRIVATE "${PROJECT_SOURCE_DIR}")
-target_link_libraries(tst_startup PRIVATE client_app program_main)
+target_link_libraries(tst_startup PRIVATE program_main)
 add_dependencies(tst_startup veltrano)
 target_compile_definitions(tst_startup PRIVATE
     "PROGRAM=\"$<TARGET_FILE:veltrano>\""
