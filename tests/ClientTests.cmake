@@ -38,6 +38,7 @@ foreach(name IN ITEMS
         tst_groups
         tst_keyboard
         tst_login
+        tst_memory
         tst_nestedloops
         tst_profile
         tst_removal
@@ -54,6 +55,9 @@ target_compile_definitions(tst_form PRIVATE
     "UI_HEADER=\"${PROJECT_BINARY_DIR}/ui_mainwindow.h\"")
 target_compile_definitions(tst_details PRIVATE
     "UI_HEADER=\"${PROJECT_BINARY_DIR}/ui_edittracker.h\"")
+
+set_property(TEST tst_memory APPEND PROPERTY
+    ENVIRONMENT "GLIBC_TUNABLES=glibc.malloc.tcache_count=0")
 
 # Bundles that lack a file, or hold a wrong one, are made while the test runs.
 target_compile_definitions(tst_certificates PRIVATE

@@ -363,6 +363,9 @@ private slots:
         QCOMPARE(int(baHeader.at(9)), 3);  // with a palette
         QCOMPARE(int(baHeader.at(12)), 0); // not interlaced
 
+        // The framework would keep a text with each decoded picture.
+        QCOMPARE(QImage(path).textKeys(), QStringList());
+
         const int iPalette = indexOf(chunks, "PLTE");
         const int iTransparency = indexOf(chunks, "tRNS");
         const int iPixels = indexOf(chunks, "IDAT");

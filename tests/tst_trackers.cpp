@@ -20,8 +20,11 @@
 #include <QPixmap>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QStandardItemModel>
 #include <QTreeView>
+
+#include <functional>
 
 Q_DECLARE_METATYPE(Light)
 
@@ -34,6 +37,37 @@ QStringList headers()
 QImage picture(const QIcon &icon)
 {
     return icon.pixmap(16, 16).toImage();
+}
+
+/// The colour of the light that the item shows.
+QString lightOf(const QStandardItem *pItem)
+{
+    const QImage image = picture(pItem->icon());
+    for (const char *pName : {"green", "yellow", "red"}) {
+        if (image == picture(QIcon(QString(":/%1light.png").arg(pName))))
+            return pName;
+    }
+    return "no light";
+}
+
+/// What a message handler, which is no object, can reach.
+struct TraceHook
+{
+    std::function<void(const QString &strTrace)> action;
+    QtMessageHandler pPrevious = nullptr;
+};
+
+TraceHook &traceHook()
+{
+    static TraceHook hook;
+    return hook;
+}
+
+void handleTrace(QtMsgType type, const QMessageLogContext &context, const QString &strMessage)
+{
+    if (type == QtInfoMsg)
+        traceHook().action(strMessage);
+    traceHook().pPrevious(type, context, strMessage);
 }
 
 QByteArray listOf(const QByteArray &baTrackers)
@@ -87,6 +121,9 @@ private slots:
     void editsStayLocal();
     void log();
     void stepsOfARebuild();
+    void stepsOfARow();
+    void rowAtEachTrace_data();
+    void rowAtEachTrace();
     void refusedSession();
     void otherCodes_data();
     void otherCodes();
@@ -369,9 +406,19 @@ void TestTrackers::lightsAreLoadedOnce()
     const auto key = [this](int iRow) {
         return cell(0, Qt::DecorationRole, iRow).value<QIcon>().cacheKey();
     };
-    QCOMPARE(key(0), key(1));
-    QCOMPARE(key(2), key(3));
-    QVERIFY(key(0) != key(2));
+    const qint64 iGreen = key(0);
+    const qint64 iRed = key(2);
+    QCOMPARE(key(1), iGreen);
+    QCOMPARE(key(3), iRed);
+    QVERIFY(iGreen != iRed);
+    // And not again for the next table or window.
+    deliver(listOf(R"({"state":"B"},{"state":"A"})"));
+    QCOMPARE(key(0), iRed);
+    QCOMPARE(key(1), iGreen);
+    cleanup();
+    init();
+    deliver(listOf(R"({"state":"A"})"));
+    QCOMPARE(key(0), iGreen);
 }
 
 void TestTrackers::toolTips_data()
@@ -626,6 +673,69 @@ void TestTrackers::stepsOfARebuild()
     deliver(R"({"trackers":[{"activations":[{}]},{"activations":[{}]}]})");
     QCOMPARE(steps,
              QStringList({"cleared", "4 columns", "2 rows", "5 columns", "headers", "period"}));
+}
+
+void TestTrackers::stepsOfARow()
+{
+    QStringList steps;
+    connect(model(), &QStandardItemModel::dataChanged, this,
+            [&](const QModelIndex &index, const QModelIndex &, const QVector<int> &roles) {
+                const QStandardItem *pItem = model()->itemFromIndex(index);
+                if (roles.contains(Qt::ToolTipRole))
+                    steps << pItem->toolTip();
+                else if (roles.contains(Qt::DecorationRole))
+                    steps << lightOf(pItem);
+                else
+                    steps << QString("%1 at column %2, %3")
+                                 .arg(pItem->text(), QString::number(index.column()),
+                                      lightOf(pItem));
+            });
+    connect(model(), &QStandardItemModel::rowsInserted, this,
+            [&](const QModelIndex &parent, int iFirst) {
+                if (parent.isValid())
+                    steps << model()->itemFromIndex(parent)->child(iFirst)->text();
+            });
+    deliver(listOf(R"({"deviceSn":"1","TrackerName":"Fox","compe_id":"F7","v":"305","imsi":"2",)"
+                   R"("groups":[{"id":"7"}],"activations":[{"startTime":"a","done":"1"},)"
+                   R"({"startTime":"b","done":"0"},{"startTime":"c","done":"2"},)"
+                   R"({"startTime":"d","done":"0"}]})"));
+    // The second yellow is the icon that is there, which changes nothing.
+    QCOMPARE(steps, QStringList({"1 at column 0, red", "Fox at column 1, no light",
+                                 "F7 at column 2, no light", "3.05 at column 3, no light",
+                                 "2 at column 4, no light", "other groups:7", "a -> ", "b -> ",
+                                 "yellow", "c -> ", "d -> "}));
+}
+
+void TestTrackers::rowAtEachTrace_data()
+{
+    QTest::addColumn<QByteArray>("state");
+    QTest::addColumn<QStringList>("rows");
+    QTest::newRow("red, and yellow behind the first pending period")
+        << QByteArray(R"("B")")
+        << QStringList({"red, 0 periods", "red, 1 periods", "yellow, 2 periods"});
+    QTest::newRow("green for good")
+        << QByteArray(R"("A")")
+        << QStringList({"green, 0 periods", "green, 1 periods", "green, 2 periods"});
+}
+
+void TestTrackers::rowAtEachTrace()
+{
+    QFETCH(QByteArray, state);
+    QFETCH(QStringList, rows);
+    QStringList seen;
+    traceHook().action = [&](const QString &strTrace) {
+        if (!strTrace.contains(QRegularExpression("^\\d+ : 0$")))
+            return;
+        const QStandardItem *pItem = model()->item(0);
+        QCOMPARE(pItem->toolTip(), QString("other groups:7"));
+        QCOMPARE(cell(ImsiColumn).toString(), QString("2"));
+        seen << QString("%1, %2 periods").arg(lightOf(pItem)).arg(pItem->rowCount());
+    };
+    traceHook().pPrevious = qInstallMessageHandler(handleTrace);
+    deliver(listOf(R"({"imsi":"2","groups":[{"id":"7"}],"state":)" + state +
+                   R"(,"activations":[{"done":"1"},{"done":"0"},{"done":"2"}]})"));
+    qInstallMessageHandler(traceHook().pPrevious);
+    QCOMPARE(seen, rows);
 }
 
 void TestTrackers::refusedSession()

@@ -22,26 +22,29 @@ namespace {
 constexpr int SerialNumberWidth = 300; // pixels
 constexpr QRgb ExtendedProfileColour = qRgb(221, 85, 0);
 
-/// The three lights, loaded once per rebuild: an icon per row decodes and keeps a pixmap per row.
 struct LightIcons
 {
     QIcon green{":/greenlight.png"};
     QIcon yellow{":/yellowlight.png"};
     QIcon red{":/redlight.png"};
-
-    const QIcon &of(Light light) const
-    {
-        switch (light) {
-        case Light::Green:
-            return green;
-        case Light::Yellow:
-            return yellow;
-        case Light::Red:
-            break;
-        }
-        return red;
-    }
 };
+
+/// Always the same icon for a light: each new one would be decoded and kept in the pixmap cache
+/// under a key of its own, which grows with every rebuild.
+const QIcon &lightIcon(Light light)
+{
+    // Never destroyed: pictures must not go after the application object.
+    static const auto *const pIcons = new LightIcons;
+    switch (light) {
+    case Light::Green:
+        return pIcons->green;
+    case Light::Yellow:
+        return pIcons->yellow;
+    case Light::Red:
+        break;
+    }
+    return pIcons->red;
+}
 
 QStandardItem *serialNumberItem(const QJsonObject &tracker)
 {
@@ -51,36 +54,29 @@ QStandardItem *serialNumberItem(const QJsonObject &tracker)
     // Null only: a tracker whose state is missing stays enabled.
     if (tracker["state"].isNull())
         pItem->setEnabled(false);
-    pItem->setCheckable(true);
-    pItem->setCheckState(Qt::Unchecked);
+    pItem->setCheckable(true); // and unchecked
     pItem->setEditable(false);
-    pItem->setToolTip(otherGroupsText(tracker["groups"].toArray()));
+    pItem->setIcon(lightIcon(trackerLight(tracker["state"].toString(), false)));
     return pItem;
 }
 
-/// Appends one child row per period; true if one of them is still pending.
-bool appendActivations(QStandardItem *pSerialNumber, const QJsonArray &activations)
+/// Appends the period as the tracker's last child row; true if it is still pending.
+bool appendActivation(QStandardItem *pSerialNumber, const QJsonObject &activation)
 {
-    bool bPending = false;
-    for (const QJsonValue &value : activations) {
-        const QJsonObject activation = value.toObject();
-        const int iDone = activation["done"].toString().toInt();
-        const int iId = activation["id"].toString().toInt();
+    const int iDone = activation["done"].toString().toInt();
+    const int iId = activation["id"].toString().toInt();
 
-        auto *pItem = new QStandardItem(activation["startTime"].toString() + " -> " +
-                                        activation["endTime"].toString());
-        pItem->setEditable(false);
-        pItem->setData(iDone, ActivationDoneRole);
-        pItem->setData(iId, ActivationIdRole);
-        qInfo() << iDone << ":" << iId;
-        pSerialNumber->appendRow(pItem);
-        bPending = bPending || iDone == 0;
-    }
-    return bPending;
+    auto *pItem = new QStandardItem(activation["startTime"].toString() + " -> " +
+                                    activation["endTime"].toString());
+    pItem->setEditable(false);
+    pItem->setData(iDone, ActivationDoneRole);
+    pItem->setData(iId, ActivationIdRole);
+    qInfo() << iDone << ":" << iId;
+    pSerialNumber->appendRow(pItem);
+    return iDone == 0;
 }
 
-void setTrackerRow(QStandardItemModel *pModel, int iRow, const QJsonObject &tracker,
-                   const LightIcons &lights)
+void setTrackerRow(QStandardItemModel *pModel, int iRow, const QJsonObject &tracker)
 {
     QStandardItem *pSerialNumber = serialNumberItem(tracker);
     pModel->setItem(iRow, SerialNumberColumn, pSerialNumber);
@@ -88,9 +84,16 @@ void setTrackerRow(QStandardItemModel *pModel, int iRow, const QJsonObject &trac
     pModel->setItem(iRow, CompeIdColumn, new QStandardItem(tracker["compe_id"].toString()));
     pModel->setItem(iRow, FirmwareColumn, new QStandardItem(firmwareText(tracker["v"].toString())));
     pModel->setItem(iRow, ImsiColumn, new QStandardItem(tracker["imsi"].toString()));
+    pSerialNumber->setToolTip(otherGroupsText(tracker["groups"].toArray()));
 
-    const bool bPending = appendActivations(pSerialNumber, tracker["activations"].toArray());
-    pSerialNumber->setIcon(lights.of(trackerLight(tracker["state"].toString(), bPending)));
+    const QString strState = tracker["state"].toString();
+    const QJsonArray activations = tracker["activations"].toArray();
+    for (const QJsonValue &activation : activations) {
+        const bool bPending = appendActivation(pSerialNumber, activation.toObject());
+        const Light light = trackerLight(strState, bPending);
+        if (light == Light::Yellow) // for good: a later period that is done leaves it
+            pSerialNumber->setIcon(lightIcon(light));
+    }
 }
 } // namespace
 
@@ -123,10 +126,9 @@ void MainWindow::onGetTrackersResult()
     ui->treeView->setColumnWidth(SerialNumberColumn, SerialNumberWidth);
     ui->numberTrackers->setText(QString("(%1)").arg(trackers.size()));
 
-    const LightIcons lights;
     int iRow = 0;
     for (const QJsonValue &tracker : trackers) {
-        setTrackerRow(m_pTrackerModel, iRow, tracker.toObject(), lights);
+        setTrackerRow(m_pTrackerModel, iRow, tracker.toObject());
         ++iRow;
     }
     delete pReply;

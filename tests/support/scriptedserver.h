@@ -45,6 +45,8 @@ public:
     const QList<Request> &requests() const { return m_requests; }
     /// The requests to one path, in the order of their arrival.
     QList<Request> requestsTo(const QByteArray &baPath) const;
+    /// A test of many requests would keep them all otherwise.
+    void forgetRequests() { m_requests.clear(); }
     /// Decrypted bytes of all connections: 0 as long as no handshake was accepted.
     qint64 bytesReceived() const { return m_iBytesReceived; }
     int connections() const { return m_iConnections; }
