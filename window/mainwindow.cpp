@@ -3,7 +3,7 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
-#include "hangupwatcher.h"
+#include "hangups.h"
 #include "plaintooltips.h"
 
 #include <QDebug>
@@ -17,7 +17,7 @@ MainWindow::MainWindow(QWidget *pParent) : QMainWindow(pParent), ui(new Ui::Main
     ui->setupUi(this);
     qInfo() << "Construct";
     m_pSerialPort = new QSerialPort(this);
-    new HangUpWatcher(m_pSerialPort); // before anyone else connects to the port
+    reportHangUps(m_pSerialPort);
     SetupTrackerView();
     SetupSelectionButtons();
     m_bLoggedIn = false;
