@@ -505,8 +505,6 @@ void TestCertificates::refusedLogin(ScriptedServer *pServer)
     SeenBox expected = warningBox(QString());
     expected.title = "Error";
     expected.icon = QMessageBox::Critical;
-    expected.textFormat = Qt::PlainText;
-    expected.hasDefaultButton = false;
     QCOMPARE(answers.seen(), QList<SeenBox>{expected});
     QCOMPARE(loginButton()->text(), QString("Login"));
     QCOMPARE(infoLog(), QStringList{"\"\""}); // the empty body, nothing about TLS

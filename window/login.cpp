@@ -13,17 +13,19 @@
 #include <QNetworkReply>
 #include <QSettings>
 #include <QStandardItemModel>
+#include <QTextDocument>
 #include <QUrlQuery>
 
 namespace {
 /// The service's text, shown as it stands.
 void showError(QWidget *pParent, const QString &strTitle, const QString &strText)
 {
-    QMessageBox box(pParent);
-    box.setIcon(QMessageBox::Critical);
-    box.setWindowTitle(strTitle);
-    box.setStandardButtons(QMessageBox::Ok);
-    // Before the text: a text that looks rich would already be laid out, with the files it names.
+    if (!Qt::mightBeRichText(strText)) {
+        QMessageBox::critical(pParent, strTitle, strText);
+        return;
+    }
+    QMessageBox box(QMessageBox::Critical, strTitle, QString(), QMessageBox::Ok, pParent);
+    // Before the text: it would already be laid out, with the files that it names.
     box.setTextFormat(Qt::PlainText);
     box.setText(strText);
     box.exec();
