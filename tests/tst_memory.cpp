@@ -32,7 +32,7 @@ constexpr bool HeapIsCounted = true;
 qint64 heapInUse()
 {
     const struct mallinfo2 heap = mallinfo2();
-    return qint64(heap.uordblks + heap.hblkhd);
+    return qint64(heap.uordblks) + qint64(heap.hblkhd);
 }
 #else
 constexpr bool HeapIsCounted = false;
