@@ -99,6 +99,8 @@ private slots:
     void requestBytes();
     void postedTrackers_data();
     void postedTrackers();
+    void longForms_data();
+    void longForms();
     void daysAreTheShownText();
     void argumentIsNotUsed_data();
     void argumentIsNotUsed();
@@ -321,6 +323,47 @@ void TestActivation::postedTrackers()
     QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
     QCOMPARE(m_pDesk->server()->requestsTo(ActivatePath).value(0).body,
              postedBody(postedTracker(posted)));
+}
+
+void TestActivation::longForms_data()
+{
+    QTest::addColumn<int>("size");
+    // The framework takes a form in pieces of 16,384 bytes.
+    QTest::newRow("a piece and a byte") << 16385;
+    QTest::newRow("two pieces and a byte") << 32769;
+    QTest::newRow("10,000 trackers") << 1090000;
+}
+
+void TestActivation::longForms()
+{
+    QFETCH(int, size);
+    prepare();
+    m_pDesk->model()->removeRows(0, m_pDesk->model()->rowCount());
+    // As many trackers as fit; the last one's number is as long as is needed for the size.
+    const int iTracker = postedTracker("1000000").size() + QByteArray(",%0A").size();
+    const int iCount = (size - postedBody({}).size() + QByteArray(",%0A").size()) / iTracker;
+    QList<QByteArray> numbers;
+    for (int i = 0; i < iCount; ++i)
+        numbers << QByteArray::number(1000000 + i);
+    const auto expected = [&numbers] {
+        QByteArrayList trackers;
+        for (const QByteArray &number : qAsConst(numbers))
+            trackers << postedTracker(number);
+        return postedBody(trackers.join(",%0A"));
+    };
+    numbers.last() += QByteArray(size - expected().size(), '9');
+    QCOMPARE(expected().size(), size);
+    for (const QByteArray &number : qAsConst(numbers)) {
+        auto *pItem = new QStandardItem(QString(number));
+        pItem->setCheckState(Qt::Checked);
+        m_pDesk->model()->appendRow(pItem);
+    }
+    schedule();
+    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
+    QVERIFY(m_pDesk->server()->requestsTo(ActivatePath).first().body == expected());
+    m_pDesk->serve(ActivatePath, "{}");
+    QTRY_COMPARE(m_pDesk->server()->requestsTo(ServedWindow::TrackersPath).size(), 2);
+    QCOMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
 }
 
 void TestActivation::daysAreTheShownText()

@@ -72,6 +72,8 @@ private slots:
     void replyObjects();
     void bodyIsReadOnce();
     void bodyIsReadInPieces();
+    void bodiesAroundAPiece_data();
+    void bodiesAroundAPiece();
 
     void plainGetBytes();
     void queryGetBytes();
@@ -223,6 +225,39 @@ void TestRequests::bodyIsReadInPieces()
     QCOMPARE(QByteArray(buffer, 3), QByteArray("def"));
     QCOMPARE(body.read(buffer, 4), qint64(-1));
     QCOMPARE(OneShotBody(QByteArray()).size(), qint64(0));
+}
+
+void TestRequests::bodiesAroundAPiece_data()
+{
+    QTest::addColumn<int>("size");
+    // The framework asks for 16,384 bytes at a time.
+    QTest::newRow("one byte") << 1;
+    QTest::newRow("a byte less than a piece") << 16383;
+    QTest::newRow("a piece") << 16384;
+    QTest::newRow("a piece and a byte") << 16385;
+    QTest::newRow("two pieces") << 32768;
+    QTest::newRow("two pieces and a byte") << 32769;
+    QTest::newRow("64 pieces") << 1024 * 1024;
+    QTest::newRow("64 pieces and a byte") << 1024 * 1024 + 1;
+}
+
+void TestRequests::bodiesAroundAPiece()
+{
+    QFETCH(int, size);
+    QByteArray baBody;
+    while (baBody.size() < size)
+        baBody += QByteArray::number(baBody.size()) + ' '; // no two places look alike
+    baBody.truncate(size);
+    m_pServer->answer("/upload", "arrived");
+    QNetworkReply *pReply =
+        postOnce(m_pWindow->findChild<QNetworkAccessManager *>(), formRequest("/upload"), baBody);
+    QTRY_VERIFY(pReply->isFinished());
+    QCOMPARE(pReply->readAll(), QByteArray("arrived"));
+    QCOMPARE(m_pServer->requests().size(), 1);
+    const ScriptedServer::Request request = m_pServer->requests().first();
+    QCOMPARE(request.header("Content-Length"), QByteArray::number(size));
+    QVERIFY(request.body == baBody); // too long to be shown
+    QCOMPARE(m_pServer->bytesReceived(), qint64(request.head.size() + size));
 }
 
 void TestRequests::plainGetBytes()
