@@ -16,6 +16,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QLabel>
+#include <QMetaProperty>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -54,6 +55,26 @@ int connectionsOpenTo(quint16 iPort)
     }
     return iOpen;
 }
+
+/// Every property of every widget that can be written down, and the table.
+QStringList windowState(const QWidget *pWindow)
+{
+    QStringList state;
+    const QList<QWidget *> widgets = pWindow->findChildren<QWidget *>();
+    for (const QWidget *pWidget : widgets) {
+        const QMetaObject *pClass = pWidget->metaObject();
+        for (int i = 0; i < pClass->propertyCount(); ++i)
+            state << pWidget->objectName() + '.' + pClass->property(i).name() + '=' +
+                         pClass->property(i).read(pWidget).toString();
+        state << (pWidget->isHidden() ? "hidden" : "not hidden");
+    }
+    const QAbstractItemModel *pModel = pWindow->findChild<QTreeView *>("treeView")->model();
+    for (int iRow = 0; iRow < pModel->rowCount(); ++iRow) {
+        for (int iColumn = 0; iColumn < pModel->columnCount(); ++iColumn)
+            state << pModel->index(iRow, iColumn).data().toString();
+    }
+    return state;
+}
 } // namespace
 
 class TestRequests : public QObject
@@ -89,6 +110,8 @@ private slots:
     void refusedPort();
     void overlappingRequests();
     void windowDestroyedWithRepliesUnderWay();
+    void resultWithoutReply_data();
+    void resultWithoutReply();
 
     void progress_data();
     void progress();
@@ -446,6 +469,48 @@ void TestRequests::windowDestroyedWithRepliesUnderWay()
     QVERIFY(pManager.isNull());
     m_pServer->release("/bslogin.php", R"({"id":1})"); // to nobody
     QTRY_VERIFY(m_pServer->findChildren<QSslSocket *>().isEmpty());
+}
+
+void TestRequests::resultWithoutReply_data()
+{
+    QTest::addColumn<QStringList>("lines");
+    QTest::newRow("onLoginResult") << QStringList();
+    QTest::newRow("onGetGroupsResult") << QStringList();
+    QTest::newRow("onGetTrackersResult") << QStringList();
+    QTest::newRow("onDoneActivations") << QStringList("Done"); // said before the reply is taken
+    QTest::newRow("onGotTrackerDetail") << QStringList();
+    QTest::newRow("onSavedTrackerDetail") << QStringList();
+}
+
+/// Called by hand, or by something that is no reply: neither leads anywhere.
+void TestRequests::resultWithoutReply()
+{
+    QFETCH(QStringList, lines);
+    const QByteArray baSlot = QTest::currentDataTag();
+    m_pServer->answer("/bsGetGroupTrackers.php",
+                      R"({"balance":"4","trackers":[{"deviceSn":"1000001"}]})");
+    widget<QComboBox>("groupComboBox")->addItem("12 - Club A", "12");
+    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
+    QTRY_COMPARE(repliesAlive(), 0);
+    widget<QProgressBar>("progressBar")->show(); // as while something is under way
+    widget<QAbstractButton>("loginButton")->setEnabled(false);
+    const QStringList before = windowState(m_pWindow.data());
+    BoxAnswers answers({});
+    clearLog();
+
+    QVERIFY(QMetaObject::invokeMethod(m_pWindow.data(), baSlot.constData()));
+    QCOMPARE(windowState(m_pWindow.data()), before);
+    QCOMPARE(infoLog(), lines);
+
+    QObject stranger;
+    connect(&stranger, SIGNAL(objectNameChanged(QString)), m_pWindow.data(),
+                              QByteArray('1' + baSlot + "()").constData());
+    stranger.setObjectName("a stranger");
+    QCOMPARE(windowState(m_pWindow.data()), before);
+    QCOMPARE(infoLog(), lines + lines);
+
+    QCOMPARE(repliesAlive(), 0); // nothing was sent
+    QCOMPARE(answers.seen(), QList<SeenBox>());
 }
 
 void TestRequests::progress_data()

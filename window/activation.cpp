@@ -55,6 +55,8 @@ void MainWindow::onDoneActivations()
 {
     qInfo() << "Done";
     QNetworkReply *pReply = qobject_cast<QNetworkReply *>(sender());
+    if (!pReply)
+        return;
     qInfo() << pReply->readAll();
     delete pReply;
     ui->progressBar->setVisible(false);

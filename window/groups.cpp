@@ -25,6 +25,8 @@ QString groupText(const QJsonObject &group)
 void MainWindow::onGetGroupsResult()
 {
     QNetworkReply *pReply = qobject_cast<QNetworkReply *>(sender());
+    if (!pReply)
+        return;
     const QByteArray baBody = pReply->readAll();
     qInfo() << baBody;
     const QJsonObject reply = replyObject(baBody);

@@ -57,6 +57,8 @@ void MainWindow::onLoginReturnPressed()
 void MainWindow::onLoginResult()
 {
     QNetworkReply *pReply = qobject_cast<QNetworkReply *>(sender());
+    if (!pReply)
+        return;
     const QByteArray baBody = pReply->readAll();
     qInfo() << baBody;
     const QJsonObject reply = replyObject(baBody);

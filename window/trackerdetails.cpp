@@ -65,6 +65,8 @@ void MainWindow::onGotTrackerDetail()
 {
     // This reply and the one below are not deleted: they live until the window closes.
     QNetworkReply *pReply = qobject_cast<QNetworkReply *>(sender());
+    if (!pReply)
+        return;
     const QByteArray baBody = pReply->readAll();
     const QJsonObject reply = replyObject(baBody);
     qInfo() << baBody;
@@ -91,5 +93,7 @@ void MainWindow::onGotTrackerDetail()
 void MainWindow::onSavedTrackerDetail()
 {
     QNetworkReply *pReply = qobject_cast<QNetworkReply *>(sender());
+    if (!pReply)
+        return;
     qInfo() << pReply->readAll();
 }

@@ -100,6 +100,8 @@ void setTrackerRow(QStandardItemModel *pModel, int iRow, const QJsonObject &trac
 void MainWindow::onGetTrackersResult()
 {
     QNetworkReply *pReply = qobject_cast<QNetworkReply *>(sender());
+    if (!pReply)
+        return;
     const QByteArray baBody = pReply->readAll();
     qInfo() << baBody;
     ui->progressBar->setVisible(false);
