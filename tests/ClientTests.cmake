@@ -7,7 +7,14 @@ add_custom_command(
         "${OPENSSL_PROGRAM}" "${certificates}"
     DEPENDS support/make-certificates
     COMMENT "Making the tests' certificates")
-add_custom_target(test_certificates DEPENDS "${certificates}/expired.pem")
+set(chains "${CMAKE_CURRENT_BINARY_DIR}/chains")
+add_custom_command(
+    OUTPUT "${chains}/dh2048.pem"
+    COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/support/make-chains" "${OPENSSL_PROGRAM}"
+        "${PROJECT_SOURCE_DIR}/resources" "${certificates}" "${chains}"
+    DEPENDS support/make-chains "${certificates}/expired.pem"
+    COMMENT "Making the tests' certificate chains")
+add_custom_target(test_certificates DEPENDS "${certificates}/expired.pem" "${chains}/dh2048.pem")
 
 add_library(test_support OBJECT support/scriptedserver.cpp support/windowtest.cpp)
 add_dependencies(test_support test_certificates)
@@ -49,6 +56,13 @@ foreach(name IN ITEMS
         tst_window)
     veltrano_add_test(${name})
 endforeach()
+
+# Servers that the framework cannot play.
+veltrano_add_test(tst_tls)
+set_tests_properties(tst_tls PROPERTIES TIMEOUT 300)
+target_sources(tst_tls PRIVATE support/opensslserver.cpp)
+target_compile_definitions(tst_tls PRIVATE
+    "OPENSSL_PROGRAM=\"${OPENSSL_PROGRAM}\"" "TEST_CHAINS=\"${chains}\"")
 
 # The form classes as the form compiler wrote them for the program.
 target_compile_definitions(tst_form PRIVATE

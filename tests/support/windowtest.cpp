@@ -25,7 +25,11 @@ namespace {
 constexpr int BoxPollMs = 5;
 constexpr int ProcessMs = 30000;
 
-quint16 g_iServicePort = 1; // nobody listens there
+QString &service()
+{
+    static QString strService = "localhost:1"; // nobody listens there
+    return strService;
+}
 
 QList<QSslCertificate> &extraCertificates()
 {
@@ -65,7 +69,7 @@ void keepMessage(QtMsgType type, const QMessageLogContext &context, const QStrin
 
 QString serviceHost()
 {
-    return "localhost:" + QString::number(g_iServicePort);
+    return service();
 }
 
 QList<QSslCertificate> extraCaCertificates()
@@ -75,7 +79,12 @@ QList<QSslCertificate> extraCaCertificates()
 
 void setServicePort(quint16 iPort)
 {
-    g_iServicePort = iPort;
+    setServiceHost("localhost", iPort);
+}
+
+void setServiceHost(const QString &strHost, quint16 iPort)
+{
+    service() = strHost + ':' + QString::number(iPort);
 }
 
 void setExtraCaCertificates(const QList<QSslCertificate> &certificates)

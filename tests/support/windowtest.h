@@ -27,6 +27,8 @@ Child *childOf(QObject *pParent, const char *pName)
 
 /// The client's requests go to this port of localhost from now on.
 void setServicePort(quint16 iPort);
+/// The same for another host.
+void setServiceHost(const QString &strHost, quint16 iPort);
 /// The certificates that windows made from now on add to the trust anchors; at first the tests' CA.
 void setExtraCaCertificates(const QList<QSslCertificate> &certificates);
 /// The CA that signed the scripted server's "trusted" certificate.
