@@ -41,6 +41,7 @@ foreach(name IN ITEMS
         tst_bookingrules
         tst_certificates
         tst_details
+        tst_exit
         tst_form
         tst_groups
         tst_keyboard

@@ -570,7 +570,7 @@ int main(int argc, char *argv[])
 {
     prepareTestProcess();
     TestStartup test;
-    return QTest::qExec(&test, argc, argv);
+    return endTestProcess(QTest::qExec(&test, argc, argv));
 }
 
 #include "tst_startup.moc"

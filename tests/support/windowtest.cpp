@@ -8,6 +8,9 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QLabel>
 #include <QMutex>
 #include <QMutexLocker>
@@ -16,6 +19,7 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QTimer>
 
 #include <cstdio>
@@ -274,6 +278,43 @@ void keepScreenReachable()
     // On the heap: at the end of the process, when leaks are looked for, a plain static is gone.
     static auto *pScreens = new QList<const QScreen *>;
     pScreens->append(QGuiApplication::primaryScreen());
+}
+
+namespace {
+/// The threads of network managers that the system still has. For the framework a thread has
+/// finished before its thread-local objects are destroyed, so QThread::wait() does not tell.
+int networkThreads()
+{
+    int iThreads = 0;
+    const QStringList threads =
+        QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    for (const QString &strThread : threads) {
+        QFile name("/proc/self/task/" + strThread + "/comm");
+        if (name.open(QIODevice::ReadOnly) && name.readAll().startsWith("QNetworkAccess"))
+            ++iThreads;
+    }
+    return iThreads;
+}
+} // namespace
+
+bool networkThreadsEnd(int iLimitMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (networkThreads() > 0) {
+        if (timer.hasExpired(iLimitMs))
+            return false;
+        QThread::yieldCurrentThread();
+    }
+    return true;
+}
+
+int endTestProcess(int iResult)
+{
+    if (networkThreadsEnd(ProcessMs))
+        return iResult;
+    std::fputs("A network thread did not end.\n", stderr);
+    return iResult == 0 ? 1 : iResult;
 }
 
 #include "windowtest.moc"

@@ -112,14 +112,27 @@ void prepareTestProcess();
 /// not lost. Once per application object.
 void keepScreenReachable();
 
+/// Waits until the framework's network threads are gone for the system, too; false where the limit
+/// came first. True at once on a system that does not list its threads.
+bool networkThreadsEnd(int iLimitMs);
+
+/// The last call of main(), when the application object is gone. Returns the exit code: another one
+/// than the tests' where a network thread would still be there when the process ends. It and
+/// OpenSSL's own clean-up would then free the same memory.
+int endTestProcess(int iResult);
+
 #define VELTRANO_TEST_MAIN(TestObject)                                                             \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \
         prepareTestProcess();                                                                      \
-        QApplication app(argc, argv);                                                              \
-        keepScreenReachable();                                                                     \
-        TestObject test;                                                                           \
-        return QTest::qExec(&test, argc, argv);                                                    \
+        int iResult = 0;                                                                           \
+        {                                                                                          \
+            QApplication app(argc, argv);                                                          \
+            keepScreenReachable();                                                                 \
+            TestObject test;                                                                       \
+            iResult = QTest::qExec(&test, argc, argv);                                             \
+        }                                                                                          \
+        return endTestProcess(iResult);                                                            \
     }
 
 #endif // TESTS_SUPPORT_WINDOWTEST_H
