@@ -53,22 +53,26 @@ class TestConfigure(unittest.TestCase):
     def test_no_database_library(self) -> None:
         self.assertEqual(self.left_out("-DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON"),
                          ["sandbox. Missing: SQLite 3", "journey. Missing: the sandbox",
+                          "fault matrix. Missing: the journey",
                           "protocol checks. Missing: the sandbox"])
 
     def test_no_openssl_program(self) -> None:
         self.assertEqual(self.left_out("-DOPENSSL_PROGRAM=0"),
                          ["client's tests. Missing: openssl",
                           "journey. Missing: the reader's tests",
+                          "fault matrix. Missing: the journey, openssl",
                           "benchmarks. Missing: the client's tests"])
 
     def test_no_device_emulation(self) -> None:
         self.assertEqual(self.left_out("-DUMOCKDEV_WRAPPER=0"),
                          ["reader's tests. Missing: umockdev-wrapper",
-                          "journey. Missing: the reader's tests"])
+                          "journey. Missing: the reader's tests",
+                          "fault matrix. Missing: the journey"])
 
     def test_no_clock_and_no_screen(self) -> None:
         self.assertEqual(self.left_out("-DFAKETIME_LIBRARY=0", "-DJOURNEY_Xvfb=0"),
-                         ["journey. Missing: libfaketime, Xvfb"])
+                         ["journey. Missing: libfaketime, Xvfb",
+                          "fault matrix. Missing: the journey"])
 
     def test_no_python(self) -> None:
         self.assertEqual(self.left_out("-DCMAKE_DISABLE_FIND_PACKAGE_Python3=ON"),
@@ -76,6 +80,7 @@ class TestConfigure(unittest.TestCase):
                           "configuration's tests. Missing: Python 3.9",
                           "document checks. Missing: Python 3.9",
                           "journey. Missing: Python 3.9",
+                          "fault matrix. Missing: the journey, Python 3.9",
                           "packaging checks. Missing: Python 3.9",
                           "protocol checks. Missing: Python 3.9, PyYAML"])
 
