@@ -13,7 +13,7 @@ from faults import FAULTS, Fault
 
 LONG_GAP = 100.0  # ms; what is longer is listed
 
-SHOWN = {Shown.GOOD: "good", Shown.EMPTY: "empty", Shown.HELD: "waits"}
+SHOWN = {Shown.GOOD: "good", Shown.EMPTY: "empty", Shown.HELD: "waits", Shown.ODD: "odd"}
 
 PREFACE = """\
 # Whatever goes wrong
@@ -37,9 +37,10 @@ a new row of `tests/faults/faults.py`.
 - The window is as the last three columns say. **good**: as after a good reply. **empty**: as after
   an empty one; a login fails, the list of groups is empty and the table stays, the table is empty
   and its count is (0), the dialog has no name, and a booking, a profile and a removal load the
-  table again. **waits**: nothing ends it, and nothing blocks. Only what the click itself does shows:
-  the login's button is disabled; while trackers are asked for the table is empty, and for them, a
-  booking and a profile the progress bar stays.
+  table again. **waits**: nothing ends it, and nothing blocks. Only what the click itself does is
+  seen: the login's button is disabled; while trackers are asked for the table is empty, and for
+  them, a booking and a profile the progress bar stays. **odd**: what could be read is shown, and no
+  more is checked than that everything goes on.
 - A post arrives once, or not at all, and never again later. A get may be repeated by the framework:
   it arrives as often as the last but one column says.
 - While a request waits, and after everything else, all eight commands work in the same process, and
@@ -68,6 +69,8 @@ None of this is the program's own doing, and all of it is pinned.
   conversation in NTLM's own way, naming neither user nor domain nor machine.
 - Cookies and headers are compared each with each: twice as many take four times as long. 1,000
   cookies in one reply hold the window up for most of a second.
+- A text is laid out whole before it is shown, however little of it there is room for: one of 200 KB
+  holds the window up for seconds in a box.
 """
 
 

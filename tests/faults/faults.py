@@ -25,7 +25,7 @@ from commands import Desk, Shown
 from faultserver import Connection, Exchange, Place, Reply, chunked
 from remoteclient import NOW
 
-GOOD, EMPTY, HELD = Shown.GOOD, Shown.EMPTY, Shown.HELD
+GOOD, EMPTY, HELD, ODD = Shown.GOOD, Shown.EMPTY, Shown.HELD, Shown.ODD
 FREEZE = 1000.0  # ms that the event loop may take, unless a fault says otherwise
 NONSENSE = b"<html>It works!</html> \x00\xff{"
 HALF_A_STATUS_LINE = b"HTTP/1.1 2"
@@ -56,6 +56,7 @@ class Fault:
     later_post: Shown = EMPTY
     resumes: bool = False
     freeze: float = FREEZE
+    quickest: str = ""  # the command of the slice, where others take long
     spoils: bool = False  # whether the process is of no more use for a measurement
 
     def shown(self, is_post: bool) -> Shown:
@@ -82,6 +83,11 @@ class World:
 
 def at_once() -> bool:
     return True
+
+
+@contextmanager
+def undisturbed(world: World) -> Iterator[Begun]:
+    yield at_once
 
 
 @contextmanager
@@ -317,16 +323,17 @@ def late(section: str, name: str, perform: Performance, **items: Any) -> Fault:
 
 
 HELD_TO_THE_END = {"get": HELD, "post": HELD}
+TILL_THE_NEXT = {**HELD_TO_THE_END, "gets": 0, "posts": 0, "later_post": GOOD, "resumes": True}
 REPEATED = {"gets": ATTEMPTS, "everything": True}
 AS_GOOD = {"get": GOOD, "post": GOOD}
+AS_ODD = {"get": ODD, "post": ODD}
 
 NETWORK_FAULTS = [
     network("connection refused", refused, gets=0, posts=0),
     network("host unknown", unknown_host, gets=0, posts=0),
-    network("name server silent", silent_resolver, gets=0, posts=0, later_post=GOOD, resumes=True,
-            **HELD_TO_THE_END),
-    network("black hole", black_hole, gets=0, posts=0, later_post=GOOD, resumes=True,
-            **HELD_TO_THE_END),
+    network("name server silent", silent_resolver, **TILL_THE_NEXT),
+    network("black hole", black_hole, **TILL_THE_NEXT),
+    network("idle connections closed before the request", undisturbed, **AS_GOOD),
     network("certificate changed to another valid one", partial(certificate, "other"), **AS_GOOD),
     network("certificate changed to a stranger's", partial(certificate, "stranger"), gets=0,
             posts=0),
@@ -336,12 +343,12 @@ NETWORK_FAULTS = [
 
 SILENCE = "Silence"
 SILENT_FAULTS = [
-    early(SILENCE, "silent before TLS", Place.ACCEPTED, hold, later_post=GOOD, resumes=True,
-          **HELD_TO_THE_END),
-    early(SILENCE, "silent within the server's first TLS message", Place.ACCEPTED, half_server_hello,
-          later_post=GOOD, resumes=True, **HELD_TO_THE_END),
+    early(SILENCE, "silent before TLS", Place.ACCEPTED, hold, **TILL_THE_NEXT),
+    early(SILENCE, "silent within the server's first TLS message", Place.ACCEPTED,
+          half_server_hello, **TILL_THE_NEXT),
     early(SILENCE, "silent after TLS", Place.ENCRYPTED, hold, **HELD_TO_THE_END),
-    late(SILENCE, "silent after the request", ends(hold, nothing), everything=True, **HELD_TO_THE_END),
+    late(SILENCE, "silent after the request", ends(hold, nothing), everything=True,
+         **HELD_TO_THE_END),
     late(SILENCE, "silent within the status line", ends(hold, constant(HALF_A_STATUS_LINE)),
          **HELD_TO_THE_END),
     late(SILENCE, "silent after the headers", ends(hold, head_with(length=-1)), later_get=EMPTY,
@@ -461,18 +468,17 @@ HEADER_FAULTS = [
     late(HEADERS, "100 cookies", cookies(*(f"many{number}=1; Max-Age=600" for number in
                                            range(100))), **AS_GOOD),
     late(HEADERS, "1,000 cookies", cookies(*(f"many{number}=1" for number in range(1000))),
-         freeze=10000, spoils=True, **AS_GOOD),
+         freeze=10000, quickest="save", spoils=True, **AS_GOOD),
     late(HEADERS, "a foreign cookie", cookies("foreign=1; Domain=elsewhere.example"), **AS_GOOD),
     late(HEADERS, "a cookie that has expired",
          cookies("expired=1; Expires=Thu, 01 Jan 2015 00:00:00 GMT"), **AS_GOOD),
     late(HEADERS, "malformed cookies", cookies("", "=", ";;;", "malformed\x01", "=malformed; =;",
                                                "malformed=1; Expires=never; Domain=.;"),
          **AS_GOOD),
-    late(HEADERS, "idle connection closed before the next request", ends(close, good), **AS_GOOD),
 ]
 
 BODIES = "Bodies"
-LONG_TEXT = "x" * 1_000_000
+LONG_TEXT = "x" * 200_000
 BODY_FAULTS = [
     late(BODIES, "an empty body", sends(body(b""))),
     late(BODIES, "100,000 nested arrays", sends(body(b"[" * 100_000))),
@@ -483,9 +489,20 @@ BODY_FAULTS = [
         ("every member of a wrong type",
          {"id": "12", "msg": 5, "name": ["x"], "rcode": "-99", "groups": {"id": "7"},
           "balance": 17, "trackers": "many", "SN": {}, "deviceSN": None}))),
+    late(BODIES, "JSON: lists of what are no objects", sends(body(json.dumps(
+        {"id": None, "msg": [], "groups": [1, None, "x", [], {}], "balance": "17",
+         "trackers": [1, None, "x", [], {"groups": [1, {}], "activations": ["x", 5, {}]}]}
+        ).encode())), **AS_ODD),
+    late(BODIES, "200 KB in every text that is shown", sends(body(json.dumps(
+        {"id": 0, "msg": LONG_TEXT, "name": LONG_TEXT, "SN": "96385074", "deviceSN": LONG_TEXT,
+         "groups": [{"id": "7", "group_name": LONG_TEXT}], "balance": LONG_TEXT,
+         "trackers": [{"deviceSn": LONG_TEXT, "TrackerName": LONG_TEXT, "activations": [
+             {"id": "41", "done": "0", "startTime": LONG_TEXT, "endTime": LONG_TEXT}]}]}
+        ).encode())), freeze=60000, quickest="details",
+         spoils=True, **AS_ODD),
     late(BODIES, "1 MB in a member that nobody reads",
          sends(lambda exchange: replace(exchange.reply, body=json.dumps(
-             {**json.loads(exchange.reply.body), "remark": LONG_TEXT}).encode()).whole()),
+             {**json.loads(exchange.reply.body), "remark": 5 * LONG_TEXT}).encode()).whole()),
          **AS_GOOD),
 ]
 

@@ -27,7 +27,7 @@ HANG_UP_TIME = 10.0  # seconds within which a client closes its end of a closed 
 HOLD_TIME = 60.0  # seconds after which nothing is held any more, whatever the player does
 SYN_SENT = "02"  # in the system's table
 SESSION = "session=5d1f0c; Path=/; Secure; HttpOnly"
-# How NTLM begins: the framework says it by itself, and it names neither user nor domain nor machine.
+# How NTLM begins: the framework says it by itself, and names neither user nor domain nor machine.
 NTLM_OPENER = "NTLM TlRMTVNTUAABAAAABYIIAAAAAAAAAAAAAAAAAAAAAAA="
 RESET = struct.pack("ii", 1, 0)  # linger on, for no time: closing sends a reset
 
@@ -50,8 +50,8 @@ def balance(table: int) -> str:
 class Books:
     """What the service has of each tracker; requests that are carried out change it."""
 
-    def __init__(self) -> None:
-        self._next = 42
+    def __init__(self, first: int = 42) -> None:
+        self.next = first  # the number of the next period
         self._trackers: dict[str, dict[str, Any]] = {}
         for serial, name, state, groups in (
                 ("96385074", "Kestrel", "A", ["7"]), ("96385075", "Kite", "", ["7", "8"]),
@@ -87,8 +87,8 @@ class Books:
     def _book(self, serial: str, start: str, days: int) -> None:
         last = date.fromisoformat(start) + timedelta(days=days - 1)
         self._trackers[serial]["activations"].append(
-            {"id": str(self._next), "startTime": start, "endTime": last.isoformat(), "done": "0"})
-        self._next += 1
+            {"id": str(self.next), "startTime": start, "endTime": last.isoformat(), "done": "0"})
+        self.next += 1
 
 
 @dataclass(frozen=True)
@@ -484,7 +484,9 @@ class Server:
     def good_reply(self, request: Request) -> Reply:
         with self._lock:
             if request.kind == "login":
-                self._books = Books()  # every session begins on the same morning
+                # Every session begins on the same morning. Periods are not numbered alike: a removal
+                # that was held in an earlier one must not find another period.
+                self._books = Books(self._books.next)
                 return json_reply({"id": 12, "msg": "", "name": "Ada"}, f"Set-Cookie: {SESSION}")
             if request.kind == "groups":
                 return json_reply({"rcode": 0, "groups": GROUPS})

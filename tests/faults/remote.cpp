@@ -313,6 +313,8 @@ QString perform(const QJsonObject &order)
         return setText(strName, order["text"].toString());
     if (strDo == "return")
         return pressReturn(strName);
+    if (strDo == "close")
+        return mainWindow()->close() ? QString() : "the window stays";
     const int iRow = order["row"].toInt();
     if (strDo == "group") {
         mainWindow()->findChild<QComboBox *>("groupComboBox")->setCurrentIndex(iRow);

@@ -163,6 +163,15 @@ class Client:
                 raise ClientLost(f"the client did not start within {START_TIME:.0f} s")
             time.sleep(0.02)
 
+    def quit(self) -> None:
+        """As its operator ends it."""
+        self._ask({"do": "close"})
+        try:
+            code = self._process.wait(PATIENCE)
+        except subprocess.TimeoutExpired as error:
+            raise ClientLost("the client still runs after its end") from error
+        expect("the exit code", code, 0)
+
     def close(self) -> None:
         if self._connection is not None:
             self._answers.close()

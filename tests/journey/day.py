@@ -7,7 +7,6 @@ from pathlib import Path
 
 from client import Client, View
 from clock import Clock
-from network import Network
 from player import Operator
 from screen import Look, Screen
 from service import Service, compare, expect
@@ -28,13 +27,11 @@ class Day:
         self.client: Client | None = None
         self.screen = Screen(folder, look)
         self.operator = Operator(self.screen)
-        self._open: list[Service | Network | Screen] = [self.screen]
+        self._open: list[Service | Screen] = [self.screen]
         try:
-            self.service = Service(options.sandbox, options.sandbox_folder, folder, self.clock)
+            self.service = Service(options.sandbox, options.port, options.sandbox_folder, folder,
+                                   self.clock)
             self._open.append(self.service)
-            self.network = Network(options.port, options.sandbox_folder,
-                                   lambda: self.service.port)
-            self._open.append(self.network)
         except BaseException:
             self.close()
             raise

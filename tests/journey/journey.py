@@ -20,13 +20,11 @@ from dataclasses import replace
 from pathlib import Path
 
 import command_steps as commands
-import failure_steps as failures
 import keyboard_steps as keyboard
 import reader_steps as reader
 import screen_steps as screens
 import session_steps as session
 from day import Day
-from network import Mode
 from screen import Failure, Look
 
 # What the operator's screen is made with, and the Debian package that has it.
@@ -61,14 +59,8 @@ DAY: Steps = [
     ("Details", commands.open_details),
     ("Saved name", commands.save_name),
     ("Refreshed", commands.refresh),
-    ("Session expired", failures.session_expired),
-    ("Logged in again", failures.log_in_again),
-    ("Connections closed", failures.every_command(Mode.CLOSE)),
-    ("Answers lost", failures.every_command(Mode.ANSWER_LOST)),
-    ("Requests held", failures.every_command(Mode.STALL)),
-    ("Nobody listens", failures.every_command(Mode.REFUSE)),
-    ("Nonsense answered", failures.every_command(Mode.NONSENSE)),
-    ("Half a line answered", failures.every_command(Mode.HALF_LINE)),
+    ("Session expired", session.session_expired),
+    ("Logged in again", session.log_in_again),
     ("Log out", session.log_out),
     ("Log in with the button", session.log_in_with_button),
     ("Quit", session.quit_client),

@@ -8,7 +8,6 @@ import re
 import sqlite3
 import ssl
 import subprocess
-from collections import Counter
 from contextlib import closing
 from dataclasses import dataclass, fields, replace
 from pathlib import Path
@@ -56,31 +55,16 @@ class Tracker:
         return cls(*row.texts, row.light, row.colour, row.enabled, row.tip, row.check, periods)
 
 
-@dataclass
-class Books:
-    """What is booked and paid: the steps change one as the service must have changed its own."""
-
-    cents: int
-    periods: list[tuple[Any, ...]]  # serial number, first day, last day, price in cents
-    extended: dict[str, bool]
-    names: dict[str, str]
-
-    def entries(self) -> Counter[tuple[Any, ...]]:
-        """Counted, so that a period that was booked twice is one too many."""
-        return Counter([("balance", self.cents), *(("period", *row) for row in self.periods),
-                        *(("extended", *row) for row in self.extended.items()),
-                        *(("name", *row) for row in self.names.items())])
-
-
 class Service:
     """The stand-in of the web service, with a database of its own."""
 
-    def __init__(self, program: Path, ca_folder: Path, folder: Path, clock: Clock) -> None:
+    def __init__(self, program: Path, port: int, ca_folder: Path, folder: Path,
+                 clock: Clock) -> None:
         self.today = clock.today
-        self.port = 0
+        self.port = port
         self.database = folder / "sandbox.db"
         self.log = folder / "sandbox.log"
-        self._command = [str(program), "--port", "0", "--database", str(self.database),
+        self._command = [str(program), "--port", str(port), "--database", str(self.database),
                          "--data-dir", str(ca_folder), "--today", self.today]
         self._environment = os.environ | clock.environment()
         self._start()
@@ -96,7 +80,6 @@ class Service:
         except BaseException:
             self.close()
             raise
-        self.port = int(re.findall(f"^{LISTENING}(\\d+)$", self.log_text(), re.M)[-1])
 
     def _listening(self, starts: int) -> bool:
         if self._process.poll() is not None:
@@ -162,16 +145,12 @@ class Service:
         (cents,), = self.query("SELECT balance_cents FROM account")
         return f"{cents // 100}.{cents % 100:02} EUR"
 
-    def books(self) -> Books:
+    def books(self) -> list[tuple[Any, ...]]:
         """All that an operator can change, as it stands in the database."""
-        (cents,), = self.query("SELECT balance_cents FROM account")
-        return Books(
-            cents,
-            self.query("SELECT serial, first_day, last_day, cost_cents FROM activation"
-                       " ORDER BY serial, first_day"),
-            {serial: bool(extended) for serial, extended
-             in self.query("SELECT serial, extended FROM tracker")},
-            dict(self.query("SELECT serial, name FROM tracker")))
+        return [*self.query("SELECT balance_cents FROM account"),
+                *self.query("SELECT serial, first_day, last_day, cost_cents FROM activation"
+                            " ORDER BY serial, first_day"),
+                *self.query("SELECT serial, name, extended FROM tracker ORDER BY serial")]
 
     def periods(self, serial: str) -> tuple[Period, ...]:
         rows = self.query("SELECT first_day, last_day, id FROM activation WHERE serial = ?"

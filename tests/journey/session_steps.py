@@ -122,6 +122,27 @@ def tool_tip(day: Day) -> None:
     expect(f"the tool tip of {shared.serial}", day.operator.hover(shared.serial), shared.tip)
 
 
+def session_expired(day: Day) -> None:
+    day.service.restart()
+    day.operator.click("buttonRefresh")
+    day.check_logged_out()
+    expect("a box or dialog", day.operator.see().dialog, None)
+
+
+def log_in_again(day: Day) -> None:
+    books = day.service.books()
+    day.log_in(day.password)
+    day.operator.press("Return")
+    view = day.check_group(day.groups[0])
+    expect("the groups", view.widget("groupComboBox")["items"], day.groups)
+    expect("a box or dialog", view.dialog, None)
+    expect("the button", view.widget("loginButton").text, "Logout")
+    for name in ("loginButton", "groupComboBox", "calendarWidget", "weeksSpinBox", "treeView",
+                 "activateButton", "extendProfile", "normalProfile", "buttonRefresh"):
+        expect(f"{name} is enabled", view.widget(name).enabled, True)
+    expect("the books", day.service.books(), books)
+
+
 def log_out(day: Day) -> None:
     day.operator.click("loginButton")
     day.check_logged_out()
