@@ -59,6 +59,7 @@ class TestConfigure(unittest.TestCase):
     def test_no_openssl_program(self) -> None:
         self.assertEqual(self.left_out("-DOPENSSL_PROGRAM=0"),
                          ["client's tests. Missing: openssl",
+                          "endings. Missing: the client's tests",
                           "journey. Missing: the reader's tests",
                           "fault matrix. Missing: the journey, openssl",
                           "benchmarks. Missing: the client's tests"])
@@ -71,7 +72,8 @@ class TestConfigure(unittest.TestCase):
 
     def test_no_clock_and_no_screen(self) -> None:
         self.assertEqual(self.left_out("-DFAKETIME_LIBRARY=0", "-DJOURNEY_Xvfb=0"),
-                         ["journey. Missing: libfaketime, Xvfb",
+                         ["endings. Missing: libfaketime, Xvfb",
+                          "journey. Missing: libfaketime, Xvfb",
                           "fault matrix. Missing: the journey"])
 
     def test_no_python(self) -> None:
@@ -79,6 +81,7 @@ class TestConfigure(unittest.TestCase):
                          ["sandbox's tests. Missing: Python 3.9",
                           "configuration's tests. Missing: Python 3.9",
                           "document checks. Missing: Python 3.9",
+                          "endings. Missing: Python 3.9",
                           "journey. Missing: Python 3.9",
                           "fault matrix. Missing: the journey, Python 3.9",
                           "packaging checks. Missing: Python 3.9",
@@ -104,7 +107,7 @@ class TestConfigure(unittest.TestCase):
         for option, sentence in [
                 ("CMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON",
                  "sandbox cannot be built. Missing: SQLite 3."),
-                ("FAKETIME_LIBRARY=0", "journey cannot be built. Missing: libfaketime."),
+                ("FAKETIME_LIBRARY=0", "endings cannot be built. Missing: libfaketime."),
                 ("BUILD_TESTING=OFF",
                  "tests and benchmarks cannot be built. Missing: BUILD_TESTING=ON.")]:
             with self.subTest(option):
