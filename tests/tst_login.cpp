@@ -51,6 +51,8 @@ private slots:
     void returnInPasswordField();
     void returnInUserFieldDoesNothing();
     void returnSendsAgainWhileUnderWay();
+    void refusedSecondLogin();
+    void acceptedBehindTheBox();
     void logout();
     void logoutByReturn();
     void logoutLeavesBalanceProgressAndCookies();
@@ -65,6 +67,7 @@ private:
     void typeCredentials(const QString &strUser, const QString &strPassword);
     void clickLogin() { QTest::mouseClick(widget<QPushButton>("loginButton"), Qt::LeftButton); }
     void logIn();
+    void checkLoggedIn();
     int requestCount() const { return m_pServer->requests().size(); }
 
     QScopedPointer<ScriptedServer> m_pServer;
@@ -394,6 +397,64 @@ void TestLogin::returnSendsAgainWhileUnderWay()
     clickLogin();
     QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
     QTRY_COMPARE(m_pServer->requestsTo("/bslogin.php").size(), 2);
+}
+
+void TestLogin::refusedSecondLogin()
+{
+    m_pServer->answer("/bsGetMyGroups.php", TwoGroups);
+    m_pServer->answer("/bsGetGroupTrackers.php", TwoTrackers);
+    typeCredentials("nora@club.example", "secret");
+    clickLogin();
+    QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
+    QTRY_COMPARE(m_pServer->requestsTo("/bslogin.php").size(), 2);
+    QVERIFY(m_pServer->release("/bslogin.php", Accepted));
+    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+
+    // The refusal is shown, and the session goes on.
+    BoxAnswers answers({QMessageBox::Ok});
+    QVERIFY(m_pServer->release("/bslogin.php", R"({"id":0,"msg":"Twice"})"));
+    QTRY_COMPARE(answers.seen().size(), 1);
+    QCOMPARE(answers.seen().first().title, QString("Error"));
+    QCOMPARE(answers.seen().first().text, QString("Twice"));
+    checkLoggedIn();
+    QCOMPARE(requestCount(), 4);
+}
+
+void TestLogin::acceptedBehindTheBox()
+{
+    m_pServer->answer("/bsGetMyGroups.php", TwoGroups);
+    m_pServer->answer("/bsGetGroupTrackers.php", TwoTrackers);
+    typeCredentials("nora@club.example", "secret");
+    clickLogin();
+    QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
+    QTRY_COMPARE(m_pServer->requestsTo("/bslogin.php").size(), 2);
+
+    BoxAnswers answers({QMessageBox::Ok});
+    answers.whileOpen([this] {
+        QVERIFY(m_pServer->release("/bslogin.php", Accepted));
+        QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+        QVERIFY(!widget<QWidget>("userLineEdit")->isEnabled());
+    });
+    QVERIFY(m_pServer->release("/bslogin.php", R"({"id":0,"msg":"No"})"));
+    QTRY_COMPARE(answers.seen().size(), 1);
+    checkLoggedIn();
+    QCOMPARE(requestCount(), 4);
+}
+
+void TestLogin::checkLoggedIn()
+{
+    QTRY_VERIFY(!QApplication::activeModalWidget());
+    auto *pButton = widget<QPushButton>("loginButton");
+    QTRY_VERIFY(pButton->isEnabled());
+    QCOMPARE(pButton->text(), QString("Logout"));
+    for (const char *pName : {"userLineEdit", "passwordLineEdit"})
+        QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
+    for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
+        QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
+    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 2);
+    QCOMPARE(widget<QTreeView>("treeView")->model()->rowCount(), 2);
+    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+    QCOMPARE(QSettings().value("lastuser"), QVariant("nora@club.example"));
 }
 
 void TestLogin::logout()

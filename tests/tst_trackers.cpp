@@ -117,6 +117,8 @@ private slots:
     void numberOfTrackers();
     void orderOfReplyIsKept();
     void clickOnHeaderSorts();
+    void rebuildUndoesTheSorting_data();
+    void rebuildUndoesTheSorting();
     void rebuildForgetsEverything();
     void editsStayLocal();
     void log();
@@ -125,6 +127,7 @@ private slots:
     void rowAtEachTrace_data();
     void rowAtEachTrace();
     void refusedSession();
+    void refusedSessionWithSeveralGroups();
     void otherCodes_data();
     void otherCodes();
 
@@ -144,6 +147,9 @@ private:
     {
         return model()->index(iRow, iColumn).data(iRole);
     }
+
+    /// Each row's serial number and, in brackets, the ids of its periods.
+    QStringList rowsWithPeriods();
 
     QScopedPointer<ScriptedServer> m_pServer;
     QScopedPointer<MainWindow> m_pWindow;
@@ -176,6 +182,19 @@ void TestTrackers::deliver(const QByteArray &baReply)
     pCombo->clear();
     pCombo->addItem("12 - Club A", "12");
     QTRY_VERIFY(widget<QProgressBar>("progressBar")->isHidden());
+}
+
+QStringList TestTrackers::rowsWithPeriods()
+{
+    QStringList rows;
+    for (int iRow = 0; iRow < model()->rowCount(); ++iRow) {
+        const QStandardItem *pTracker = model()->item(iRow);
+        QStringList ids;
+        for (int iPeriod = 0; iPeriod < pTracker->rowCount(); ++iPeriod)
+            ids << pTracker->child(iPeriod)->data(ActivationIdRole).toString();
+        rows << pTracker->text() + " [" + ids.join(' ') + "]";
+    }
+    return rows;
 }
 
 void TestTrackers::light_data()
@@ -602,6 +621,45 @@ void TestTrackers::clickOnHeaderSorts()
     QCOMPARE(sorted, QStringList({"1", "2", "3"}));
 }
 
+void TestTrackers::rebuildUndoesTheSorting_data()
+{
+    QTest::addColumn<bool>("otherGroup");
+    QTest::addColumn<QByteArray>("code");
+    QTest::newRow("reload") << false << QByteArray("0");
+    QTest::newRow("another group") << true << QByteArray("0");
+    QTest::newRow("reload, session refused") << false << QByteArray("-99");
+    QTest::newRow("another group, session refused") << true << QByteArray("-99");
+}
+
+void TestTrackers::rebuildUndoesTheSorting()
+{
+    QFETCH(bool, otherGroup);
+    QFETCH(QByteArray, code);
+    const QByteArray baTrackers = R"({"deviceSn":"3"},{"deviceSn":"1","activations":[)"
+                                  R"({"id":"8","startTime":"b"},{"id":"9","startTime":"c"},)"
+                                  R"({"id":"7","startTime":"a"}]},{"deviceSn":"2"})";
+    const QStringList asSent{"3 []", "1 [8 9 7]", "2 []"};
+    m_pWindow->show();
+    m_pServer->answer("/bsGetGroupTrackers.php", listOf(baTrackers));
+    auto *pCombo = widget<QComboBox>("groupComboBox");
+    pCombo->addItem("12 - Club A", "12");
+    pCombo->addItem("40 - Club B", "40");
+    QTRY_COMPARE(rowsWithPeriods(), asSent);
+    // Ascending at the second click, if not at the first.
+    for (int i = 0; i < 2 && rowsWithPeriods().first() != "1 [7 8 9]"; ++i)
+        QTest::mouseClick(view()->header()->viewport(), Qt::LeftButton, Qt::NoModifier, {20, 5});
+    QCOMPARE(rowsWithPeriods(), QStringList({"1 [7 8 9]", "2 []", "3 []"}));
+
+    m_pServer->answer("/bsGetGroupTrackers.php",
+                      R"({"rcode":)" + code + R"(,"trackers":[)" + baTrackers + "]}");
+    if (otherGroup)
+        pCombo->setCurrentIndex(1);
+    else
+        QVERIFY(QMetaObject::invokeMethod(m_pWindow.data(), "onGroupChanged", Q_ARG(int, 0)));
+    QTRY_COMPARE(rowsWithPeriods(), asSent);
+    QCOMPARE(count()->text(), QString("(3)"));
+}
+
 void TestTrackers::rebuildForgetsEverything()
 {
     const QByteArray baReply = listOf(R"({"deviceSn":"1","activations":[{"id":"5"}]},{})");
@@ -757,6 +815,38 @@ void TestTrackers::refusedSession()
     QCOMPARE(cell(0, Qt::DisplayRole, 1).toString(), QString("2"));
     QCOMPARE(widget<QLabel>("accountBalance")->text(), QString("3"));
     QCOMPARE(m_pServer->requests().size(), 3);
+}
+
+void TestTrackers::refusedSessionWithSeveralGroups()
+{
+    m_pServer->answer("/bslogin.php", R"({"id":1})");
+    m_pServer->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12","group_name":"A"},)"
+                                            R"({"id":"40","group_name":"B"},)"
+                                            R"({"id":"41","group_name":"C"}]})");
+    m_pServer->answer("/bsGetGroupTrackers.php", listOf(R"({"deviceSn":"1"})"));
+    widget<QLineEdit>("passwordLineEdit")->setText("secret");
+    QTest::mouseClick(widget<QPushButton>("loginButton"), Qt::LeftButton);
+    QTRY_COMPARE(count()->text(), QString("(1)"));
+
+    m_pServer->answer("/bsGetGroupTrackers.php",
+                      R"({"rcode":-99,"balance":"3","trackers":[{"deviceSn":"5"},{}]})");
+    widget<QComboBox>("groupComboBox")->setCurrentIndex(2);
+    QTRY_COMPARE(count()->text(), QString("(2)"));
+    // Logged out, with the list that came along. That no group is left asks for no further list.
+    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
+    for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
+        QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
+    for (const char *pName : {"userLineEdit", "passwordLineEdit", "loginButton"})
+        QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
+    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCOMPARE(cell(0).toString(), QString("5"));
+    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString("3"));
+
+    // A click logs in again: it is the next request.
+    QTest::mouseClick(widget<QPushButton>("loginButton"), Qt::LeftButton);
+    QTRY_VERIFY(m_pServer->requests().size() > 4);
+    QCOMPARE(m_pServer->requests().at(4).path(), QByteArray("/bslogin.php"));
 }
 
 void TestTrackers::otherCodes_data()

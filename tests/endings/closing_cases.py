@@ -124,6 +124,7 @@ class WindowManager(Opening, ScreenCase):
     def box_itself(self, name: str, way: Way, window: dict[str, Any]) -> None:
         """Closing the box does nothing of what it is for, and the main window stays."""
         program = self.open(name, way, window)
+        program.wait("the box is active", lambda report: report["open"][0]["active"])
         self.screen.tool("key", "alt+F4")
         program.wait("nothing else is open", lambda report: not report["open"])
         self.assertTrue(program.see()["main"]["visible"])

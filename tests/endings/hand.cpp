@@ -204,6 +204,7 @@ QJsonArray openWindows()
         if (!pWindow->isVisible() || pWindow == mainWindow())
             continue;
         QJsonObject window{{"class", pWindow->metaObject()->className()},
+                           {"active", pWindow->isActiveWindow()},
                            {"title", pWindow->windowTitle()}};
         if (const auto *pBox = qobject_cast<const QMessageBox *>(pWindow))
             window["text"] = pBox->text();
@@ -219,6 +220,7 @@ QJsonObject mainReport()
     return {
         {"window", double(mainWindow()->winId())},
         {"visible", mainWindow()->isVisible()},
+        {"active", mainWindow()->isActiveWindow()},
         {"user", child<QLineEdit>("userLineEdit")->text()},
         {"button", child<QAbstractButton>("loginButton")->text()},
         {"group", child<QComboBox>("groupComboBox")->currentText()},

@@ -12,7 +12,7 @@ from pathlib import Path
 
 from cases import LOGIN, NO_MOUNTS, Case, ScreenCase, rows, with_rows
 from client import wait_until
-from program import CLIENT, mounting
+from program import CLIENT, END_TIME, mounting
 from standin import PASSWORD
 
 FULL_DISK = """
@@ -86,7 +86,7 @@ class BrokenPipe(ScreenCase):
         os.close(reading)
         process = self.start_alone(writing)
         os.close(writing)
-        self.assertEqual(process.wait(10), -signal.SIGPIPE)
+        self.assertEqual(process.wait(END_TIME), -signal.SIGPIPE)
 
     def test_after_the_first_request(self) -> None:
         """From then on the framework passes over broken pipes, whatever they belong to."""
@@ -108,4 +108,4 @@ class BrokenPipe(ScreenCase):
         assert ignored is not None
         self.assertTrue(int(ignored[1], 16) >> (signal.SIGPIPE - 1) & 1)
         self.screen.tool("key", "alt+F4")
-        self.assertEqual(process.wait(10), 0)
+        self.assertEqual(process.wait(END_TIME), 0)

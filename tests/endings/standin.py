@@ -14,7 +14,9 @@ from typing import Any, BinaryIO
 
 from screen import Failure
 
-EMAIL, PASSWORD = "operator@example.org", "Hush-4711-&=%+"
+EMAIL = "operator@example.org"
+SECRET = "Hush-4711"  # the part of the password that reads the same in every encoding
+PASSWORD = f"{SECRET}-&=%+"
 
 GROUPS = [{"id": "12", "group_name": "Club A"}, {"id": "40", "group_name": "Club B"}]
 TRACKERS = [
