@@ -6,11 +6,38 @@
 #include "window/mainwindow.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QIcon>
+#include <QProcess>
 #include <QTreeView>
+
+#include <array>
+
+namespace {
+/// Opens the standard streams that are closed on nothing, as long as it lives. A program that is
+/// started without them gives their numbers to what it opens first, which is the display's
+/// connection: the log would be written into that.
+class StandardStreams
+{
+public:
+    StandardStreams()
+    {
+        for (QFile &stream : m_streams) {
+            stream.setFileName(QProcess::nullDevice());
+            if (stream.open(QIODevice::ReadWrite) && stream.handle() > LastNumber)
+                stream.close(); // the lowest free number was none of theirs
+        }
+    }
+
+private:
+    static constexpr int LastNumber = 2;
+    std::array<QFile, LastNumber + 1> m_streams;
+};
+} // namespace
 
 int main(int argc, char *argv[])
 {
+    const StandardStreams streams;
     // Both before the application object. Without them the fonts grow on a dense screen and the
     // window does not, and what is in it is cut.
     QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);

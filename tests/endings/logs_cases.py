@@ -67,6 +67,19 @@ class Logs(Case):
         self.check_requests(LOGIN)
 
 
+@with_rows
+class NoStreams(ScreenCase):
+    """On a screen it is the display's connection that would take the number of a closed stream."""
+
+    @rows(input='exec "$@" <&-', output='exec "$@" >&-', log='exec "$@" 2>&-',
+          all='exec "$@" <&- >&- 2>&-')
+    def closed(self, script: str) -> None:
+        program = self.start_logged_in(wrapper=["sh", "-c", script, "sh"])
+        self.ask_to_close(program)
+        self.check_end(program)
+        self.check_requests(LOGIN)
+
+
 class BrokenPipe(ScreenCase):
     """The reader of the log is gone. The hand's own socket would change what happens."""
 
