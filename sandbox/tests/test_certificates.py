@@ -210,6 +210,34 @@ class Server(CertificateTestCase):
             with self.assertRaises(ssl.SSLError):
                 context.wrap_socket(plain, server_hostname="localhost")
 
+    def handshake(self, sandbox, *options):
+        return openssl("s_client", "-connect", f"127.0.0.1:{sandbox.port}", "-brief",
+                       "-verify_return_error", "-CAfile", sandbox.authority, *options,
+                       stdin=subprocess.DEVNULL)
+
+    def test_tls_1_2_has_authenticated_encryption_only(self):
+        sandbox = self.start()
+        for name in ("ECDHE-ECDSA-AES128-GCM-SHA256", "ECDHE-ECDSA-AES256-GCM-SHA384",
+                     "ECDHE-ECDSA-CHACHA20-POLY1305"):
+            result = self.handshake(sandbox, "-tls1_2", "-cipher", name)
+            self.assertEqual(result.returncode, 0, result.stdout)
+            self.assertIn(name, result.stdout)
+        for name in ("ECDHE-ECDSA-AES128-SHA", "ECDHE-ECDSA-AES256-SHA",
+                     "ECDHE-ECDSA-AES128-SHA256", "ECDHE-ECDSA-AES256-SHA384"):
+            result = self.handshake(sandbox, "-tls1_2", "-cipher", name)
+            self.assertEqual(result.returncode, 1, result.stdout)
+            self.assertIn("handshake failure", result.stdout)
+
+    def test_clients_that_choose_nothing_get_tls_1_3(self):
+        sandbox = self.start()
+        result = self.handshake(sandbox)
+        self.assertEqual(result.returncode, 0, result.stdout)
+        self.assertRegex(result.stdout, r"Protocol version: TLSv1\.3\n")
+        # And whoever stays below it needs no wish either.
+        result = self.handshake(sandbox, "-tls1_2")
+        self.assertEqual(result.returncode, 0, result.stdout)
+        self.assertRegex(result.stdout, r"Ciphersuite: ECDHE-ECDSA-(AES\d+-GCM|CHACHA20)")
+
     def test_renewed_when_it_is_missing_broken_foreign_or_about_to_end(self):
         self.make()
         authority = self.read("ca.pem")
