@@ -5,6 +5,7 @@
 #include "filelock.h"
 #include "passwords.h"
 #include "pemfiles.h"
+#include "privacy.h"
 
 #include <openssl/evp.h>
 #include <openssl/x509v3.h>
@@ -153,4 +154,6 @@ void ensureCertificates(const CertificatePaths &paths)
     }
     if (!serverIsGood(paths, authority.get()))
         makeServer(paths, authority.get(), key.get());
+    keepFromOthers(paths.authorityKey);
+    keepFromOthers(paths.serverKey);
 }

@@ -3,6 +3,7 @@
 #include "certificates.h"
 #include "endpoints.h"
 #include "options.h"
+#include "privacy.h"
 #include "seed.h"
 #include "server.h"
 #include "store.h"
@@ -33,19 +34,25 @@ void waitForEnd(const sigset_t &signals)
     sigwait(&signals, &signal);
 }
 
-void makeDataFolder(const std::string &folder)
+void makeDataFolder(const Options &options)
 {
+    const std::string &folder = options.dataFolder;
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) {
         throw std::runtime_error("The folder " + folder + " cannot be made: " + error.message() +
                                  ".");
     }
+    // A folder that the user chose may hold other things for other people, and so may one that the
+    // user put in the place of ours.
+    if (options.folderIsOurs && !std::filesystem::is_symlink(folder))
+        keepFromOthers(folder);
 }
 
 void run(const Options &options)
 {
-    makeDataFolder(options.dataFolder);
+    makePrivateFiles();
+    makeDataFolder(options);
     const CertificatePaths certificates = certificatePaths(options.dataFolder);
     ensureCertificates(certificates);
     if (options.makeAuthorityOnly) {

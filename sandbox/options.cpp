@@ -101,7 +101,8 @@ Options optionsFrom(const std::vector<std::string> &arguments)
     }
     if (options.help)
         return options;
-    if (options.dataFolder.empty())
+    options.folderIsOurs = options.dataFolder.empty();
+    if (options.folderIsOurs)
         options.dataFolder = defaultDataFolder();
     if (options.database.empty())
         options.database = options.dataFolder + "/sandbox.sqlite";

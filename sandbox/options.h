@@ -15,6 +15,7 @@ struct Options
 {
     int port = 18443; ///< 0 takes a free one
     std::string dataFolder;
+    bool folderIsOurs = false; ///< the default one, which nobody chose
     std::string database;
     std::optional<Day> today; ///< empty: the machine's date
     std::chrono::seconds sessionLifetime = std::chrono::hours(8);

@@ -7,6 +7,7 @@
 #include <openssl/pem.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,13 +22,16 @@ struct BioDeleter
 };
 using BioPointer = std::unique_ptr<BIO, BioDeleter>;
 
-void writeFile(const std::string &path, BIO *content, unsigned int mode)
+void writeFile(const std::string &path, BIO *content, mode_t mode)
 {
     char *data = nullptr;
     const long length = BIO_get_mem_data(content, &data);
     const std::string draft = path + ".new";
     unlink(draft.c_str()); // may be left from a process that was killed
     const int file = open(draft.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+    // Opening took the umask's share away. Where this fails there are no modes at all.
+    if (file >= 0)
+        fchmod(file, mode);
     const bool written = file >= 0 && write(file, data, static_cast<std::size_t>(length)) == length;
     const bool synced = written && fsync(file) == 0;
     const int reason = errno;

@@ -24,7 +24,8 @@ CertificatePointer readCertificate(const std::string &path);
 KeyPointer readKey(const std::string &path);
 
 /// Replace the file whole: nobody ever sees half of one. The key's file has mode 0600 from its
-/// first moment on. Both throw std::runtime_error with one sentence that names the file.
+/// first moment on; a certificate's has 0644, so that a copy that others are to trust is readable.
+/// Both throw std::runtime_error with one sentence that names the file.
 void writeCertificate(const std::string &path, X509 *certificate);
 void writeKey(const std::string &path, EVP_PKEY *key);
 

@@ -2,6 +2,7 @@
 
 #include "store.h"
 
+#include "privacy.h"
 #include "seed.h"
 
 #include <array>
@@ -14,6 +15,8 @@
 
 namespace {
 constexpr std::int64_t SchemaVersion = 1;
+// The files of a database. SQLite gives the others the rights that the last one has.
+constexpr std::array<const char *, 4> Suffixes = {"-journal", "-wal", "-shm", ""};
 
 // The application's id ("VLTR") marks the file as ours, so that --reset never empties another one.
 constexpr const char *Schema = R"(
@@ -99,7 +102,7 @@ void checkContent(Database &database)
 
 void removeFiles(const std::string &path)
 {
-    for (const char *suffix : {"-journal", "-wal", "-shm", ""}) {
+    for (const char *suffix : Suffixes) {
         std::error_code error;
         std::filesystem::remove(path + suffix, error);
         if (error)
@@ -134,6 +137,8 @@ Database openStore(const std::string &path, bool reset, Day today)
         Database database(path);
         if (database.isReadOnly())
             throw DatabaseError("it may not be written");
+        for (const char *suffix : Suffixes)
+            keepFromOthers(path + suffix);
         if (content == Content::None) {
             Transaction transaction(database);
             database.execute(Schema);

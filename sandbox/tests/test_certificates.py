@@ -3,7 +3,6 @@
 import os
 import socket
 import ssl
-import stat
 import subprocess
 import threading
 import unittest
@@ -69,13 +68,6 @@ class Authority(CertificateTestCase):
         self.assertIn("Signature Algorithm: ecdsa-with-SHA256", text)
         self.assertEqual(openssl("x509", "-in", self.path("ca.pem"), "-noout", "-checkend",
                                  str(9 * 365 * 86400)).returncode, 0)
-
-    def test_keys_are_for_their_owner_only(self):
-        old = os.umask(0)
-        self.addCleanup(os.umask, old)
-        self.make()
-        for name in ("ca.key", "server.key"):
-            self.assertEqual(stat.S_IMODE(os.stat(self.path(name)).st_mode), 0o600, name)
 
     def test_names_outside_are_not_vouched_for(self):
         self.make()
