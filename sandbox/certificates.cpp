@@ -139,7 +139,9 @@ CertificatePaths certificatePaths(const std::string &folder)
 
 void ensureCertificates(const CertificatePaths &paths)
 {
-    const FileLock lock(paths.authorityKey + ".lock");
+    // Two starts at the same moment must not make two authorities.
+    FileLock lock(paths.authorityKey + ".lock");
+    lock.wait();
     if (!std::filesystem::exists(paths.authority))
         makeAuthority(paths);
 

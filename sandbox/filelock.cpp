@@ -1,4 +1,4 @@
-// The lock between processes.
+// Locks between processes.
 
 #include "filelock.h"
 
@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 [[noreturn]] void fail(const std::string &path)
@@ -19,23 +20,40 @@ namespace {
 } // namespace
 
 FileLock::FileLock(const std::string &path) :
-    m_file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
+    m_path(path), m_file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
 {
     if (m_file < 0)
         fail(path);
-    // A signal that interrupts the wait is no reason to give up.
-    int result = flock(m_file, LOCK_EX);
-    while (result != 0 && errno == EINTR)
-        result = flock(m_file, LOCK_EX);
-    if (result != 0) {
-        const int reason = errno;
-        close(m_file);
-        errno = reason;
-        fail(path);
-    }
+}
+
+FileLock::FileLock(FileLock &&other) noexcept :
+    m_path(std::move(other.m_path)), m_file(std::exchange(other.m_file, -1))
+{
 }
 
 FileLock::~FileLock()
 {
-    close(m_file);
+    if (m_file >= 0)
+        close(m_file);
+}
+
+void FileLock::wait()
+{
+    static_cast<void>(lock(LOCK_EX));
+}
+
+bool FileLock::take(Kind kind)
+{
+    return lock((kind == Shared ? LOCK_SH : LOCK_EX) | LOCK_NB);
+}
+
+bool FileLock::lock(int operation)
+{
+    // A signal that interrupts the wait is no reason to give up.
+    int result = flock(m_file, operation);
+    while (result != 0 && errno == EINTR)
+        result = flock(m_file, operation);
+    if (result != 0 && errno != EWOULDBLOCK)
+        fail(m_path);
+    return result == 0;
 }

@@ -2,6 +2,7 @@
 
 #include "certificates.h"
 #include "endpoints.h"
+#include "filelock.h"
 #include "options.h"
 #include "privacy.h"
 #include "seed.h"
@@ -12,6 +13,7 @@
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 constexpr int CouldNotRun = 1;
@@ -49,23 +51,40 @@ void makeDataFolder(const Options &options)
         keepFromOthers(folder);
 }
 
-void run(const Options &options)
+/// The folder's files are one running sandbox's; --make-ca only adds to them.
+FileLock takeDataFolder(const std::string &folder)
 {
-    makePrivateFiles();
+    // A name that no database's lock can have: theirs end in the same way, but begin with a file's.
+    FileLock lock(folder + "/.lock");
+    if (!lock.take(FileLock::Exclusive)) {
+        throw std::runtime_error("The folder " + folder +
+                                 " is in use by another sandbox; stop that one or choose another "
+                                 "folder with --data-dir.");
+    }
+    return lock;
+}
+
+void makeAuthority(const Options &options)
+{
     makeDataFolder(options);
     const CertificatePaths certificates = certificatePaths(options.dataFolder);
     ensureCertificates(certificates);
-    if (options.makeAuthorityOnly) {
-        std::cout << certificates.authority << std::endl;
-        return;
-    }
+    std::cout << certificates.authority << std::endl;
+}
+
+void run(const Options &options)
+{
+    makeDataFolder(options);
+    const FileLock lock = takeDataFolder(options.dataFolder);
+    const CertificatePaths certificates = certificatePaths(options.dataFolder);
+    ensureCertificates(certificates);
 
     const sigset_t signals = blockEndSignals();
-    // The port first: a reset must not take the data away from a sandbox that is running.
+    // The port first: a reset that cannot be followed by a start would only destroy.
     HttpsServer server(certificates, options.port);
     const Day today = options.today.value_or(currentDay());
-    Service service(openStore(options.database, options.reset, today), options.today,
-                    options.sessionLifetime);
+    Store store = openStore(options.database, options.reset, today);
+    Service service(std::move(store.database), options.today, options.sessionLifetime);
     server.start(service);
     std::cout << "CA certificate: " << certificates.authority << '\n'
               << "database: " << options.database << '\n'
@@ -85,7 +104,11 @@ int main(int argc, char *argv[])
             std::cout << helpText();
             return 0;
         }
-        run(options);
+        makePrivateFiles();
+        if (options.makeAuthorityOnly)
+            makeAuthority(options);
+        else
+            run(options);
         return 0;
     } catch (const UsageError &error) {
         std::cerr << "veltrano-sandbox: " << error.what() << std::endl;

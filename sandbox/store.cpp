@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 constexpr std::int64_t SchemaVersion = 1;
@@ -120,19 +121,30 @@ void makeFolder(const std::string &path)
     if (error)
         throw storeError(path, "cannot be made: " + error.message());
 }
+
+void take(FileLock &lock, const std::string &path, FileLock::Kind kind)
+{
+    if (!lock.take(kind)) {
+        throw storeError(path, "is in use by another sandbox; stop that one or choose another file "
+                               "with --database");
+    }
+}
 } // namespace
 
-Database openStore(const std::string &path, bool reset, Day today)
+Store openStore(const std::string &path, bool reset, Day today)
 {
+    // Before the lock, whose file has no business beside one of another program.
     Content content = contentOf(path);
     if (content == Content::Foreign)
         throw storeError(path, "is not one of this program; choose another file or delete it");
+    if (content == Content::None)
+        makeFolder(path);
+    FileLock lock(path + ".lock");
+    take(lock, path, reset ? FileLock::Exclusive : FileLock::Shared);
     if (content == Content::Ours && reset) {
         removeFiles(path);
         content = Content::None;
     }
-    if (content == Content::None)
-        makeFolder(path);
     try {
         Database database(path);
         if (database.isReadOnly())
@@ -147,7 +159,8 @@ Database openStore(const std::string &path, bool reset, Day today)
         } else {
             checkContent(database);
         }
-        return database;
+        take(lock, path, FileLock::Shared);
+        return {std::move(lock), std::move(database)};
     } catch (const DatabaseError &error) {
         throw storeError(path, std::string("cannot be used: ") + error.what());
     }

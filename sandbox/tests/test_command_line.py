@@ -128,12 +128,14 @@ class Trouble(TestCase):
                 port = taken.getsockname()[1]
                 self.assert_trouble(["--port", str(port)], f"Port {port} is taken", "--port")
 
-    def test_port_taken_by_another_sandbox_whose_data_stays(self):
-        sandbox = self.start()
-        self.client(sandbox).activate(("2310520", "2026-05-01", "7"))
-        before = sandbox.dump()
-        self.assert_trouble(["--port", str(sandbox.port), "--reset"], "is taken")
-        self.assertEqual(sandbox.dump(), before)
+    def test_port_taken_by_another_sandbox_and_the_own_data_stays(self):
+        mine = self.start()
+        self.client(mine).activate(("2310520", "2026-05-01", "7"))
+        mine.end()
+        before = mine.dump()
+        other = self.start("--data-dir", os.path.join(self.folder, "other"))
+        self.assert_trouble(["--port", str(other.port), "--reset"], "is taken")
+        self.assertEqual(mine.dump(), before)
 
     def test_database_that_is_none(self):
         for content in (b"nonsense", b"x" * 10000, b"SQLite format 3\0", b"\0" * 200):
