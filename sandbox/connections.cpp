@@ -2,51 +2,156 @@
 
 #include "connections.h"
 
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include <memory>
+#include <algorithm>
+#include <iterator>
+#include <utility>
 
-int Connections::exDataIndex()
+namespace {
+// Silent for so long is idle. Between two requests in a row, or before the first one, a client
+// needs a moment, and a request that crosses with the cut is lost.
+constexpr std::chrono::milliseconds Moment(100);
+// Connections fall idle without a word.
+constexpr std::chrono::milliseconds Pause(10);
+
+bool hasUnreadBytes(int socket)
 {
-    static const int index =
-        SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, &Connections::onFree);
-    return index;
+    int count = 0;
+    return ioctl(socket, FIONREAD, &count) == 0 && count > 0;
+}
+} // namespace
+
+Connections::Connections(std::size_t served) : m_served(served), m_roomMaker([this] { makeRoom(); })
+{
+}
+
+Connections::~Connections()
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_ending = true;
+    }
+    m_changed.notify_all();
+    m_roomMaker.join();
 }
 
 void Connections::watch(SSL_CTX &context)
 {
-    exDataIndex();
-    SSL_CTX_set_app_data(&context, this);
     SSL_CTX_set_info_callback(&context, &Connections::onInfo);
+}
+
+std::function<void()> Connections::accepted(std::function<void()> serve)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto connection = m_open.emplace(m_open.end());
+    connection->owner = this;
+    connection->quietSince = std::chrono::steady_clock::now();
+    m_changed.notify_all();
+    return [this, connection, serve = std::move(serve)] {
+        servedHere() = &*connection;
+        serve();
+        servedHere() = nullptr;
+        const std::lock_guard<std::mutex> lockToErase(m_mutex);
+        m_open.erase(connection);
+    };
+}
+
+void Connections::answered()
+{
+    Connection *connection = servedHere();
+    const std::lock_guard<std::mutex> lock(connection->owner->m_mutex);
+    connection->inExchange = false;
+    connection->quietSince = std::chrono::steady_clock::now();
 }
 
 void Connections::cutAll()
 {
     // Cut, not closed: the numbers stay taken until their owners close them.
     const std::lock_guard<std::mutex> lock(m_mutex);
-    for (const int socket : m_sockets)
-        shutdown(socket, SHUT_RDWR);
+    for (const Connection &connection : m_open) {
+        if (connection.socket >= 0)
+            shutdown(connection.socket, SHUT_RDWR);
+    }
+}
+
+/// The library serves a connection from its accept to its close in one thread.
+Connections::Connection *&Connections::servedHere()
+{
+    static thread_local Connection *connection = nullptr;
+    return connection;
 }
 
 void Connections::onInfo(const SSL *ssl, int where, int)
 {
+    Connection *connection = servedHere();
     // A TLS 1.3 session ticket is announced as one more handshake.
-    if ((where & SSL_CB_HANDSHAKE_START) == 0 || SSL_get_ex_data(ssl, exDataIndex()) != nullptr)
+    if ((where & SSL_CB_HANDSHAKE_START) == 0 || connection->ssl != nullptr)
         return;
-    auto *owner = static_cast<Connections *>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
-    auto entry = std::make_unique<Entry>(Entry{owner, SSL_get_fd(ssl)});
-    const std::lock_guard<std::mutex> lock(owner->m_mutex);
-    // The library's notice promises not to change anything; the extra data is meant for this.
-    if (SSL_set_ex_data(const_cast<SSL *>(ssl), exDataIndex(), entry.get()) == 1)
-        owner->m_sockets.insert(entry.release()->socket);
+    connection->ssl = ssl;
+    BIO_set_callback_ex(SSL_get_rbio(ssl), &Connections::onBytes);
+    BIO_set_callback_arg(SSL_get_rbio(ssl), reinterpret_cast<char *>(connection));
+    const int socket = SSL_get_fd(ssl);
+    const std::lock_guard<std::mutex> lock(connection->owner->m_mutex);
+    connection->socket = socket;
 }
 
-void Connections::onFree(void *, void *entry, CRYPTO_EX_DATA *, int, long, void *)
+long Connections::onBytes(BIO *bio, int operation, const char *, size_t, int, long, int result,
+                          size_t *)
 {
-    // Runs before the socket is closed, so its number can't belong to another connection yet.
-    const std::unique_ptr<Entry> owned(static_cast<Entry *>(entry));
-    if (!owned)
-        return;
-    const std::lock_guard<std::mutex> lock(owned->owner->m_mutex);
-    owned->owner->m_sockets.erase(owned->socket);
+    auto *connection = reinterpret_cast<Connection *>(BIO_get_callback_arg(bio));
+    const std::lock_guard<std::mutex> lock(connection->owner->m_mutex);
+    if (operation == BIO_CB_READ) {
+        // The library reads when bytes are there; once read they no longer show at the socket.
+        if (SSL_is_init_finished(connection->ssl) != 0)
+            connection->inExchange = true;
+    } else if (operation == (BIO_CB_READ | BIO_CB_RETURN) && result > 0) {
+        connection->quietSince = std::chrono::steady_clock::now();
+    } else if (operation == BIO_CB_FREE) {
+        // Before the socket is closed, so its number can't belong to another connection yet.
+        connection->socket = -1;
+    }
+    return result;
+}
+
+void Connections::makeRoom()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (!m_ending) {
+        if (m_open.size() <= m_served) {
+            m_changed.wait(lock);
+        } else {
+            cutIdle();
+            m_changed.wait_for(lock, Pause);
+        }
+    }
+}
+
+void Connections::cutIdle()
+{
+    const auto leaving = std::count_if(m_open.begin(), m_open.end(),
+                                       [](const Connection &each) { return each.cut; });
+    auto missing = static_cast<std::ptrdiff_t>(m_open.size() - m_served) - leaving;
+    for (; missing > 0; --missing) {
+        Connection *connection = idleLongest();
+        if (connection == nullptr)
+            return;
+        connection->cut = true;
+        shutdown(connection->socket, SHUT_RDWR);
+    }
+}
+
+Connections::Connection *Connections::idleLongest()
+{
+    Connection *result = nullptr;
+    Time before = std::chrono::steady_clock::now() - Moment;
+    for (Connection &each : m_open) {
+        if (each.socket < 0 || each.cut || each.inExchange || each.quietSince > before ||
+            hasUnreadBytes(each.socket))
+            continue;
+        result = &each;
+        before = each.quietSince;
+    }
+    return result;
 }

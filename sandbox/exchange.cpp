@@ -2,6 +2,7 @@
 
 #include "exchange.h"
 
+#include "connections.h"
 #include "endpoints.h"
 #include "log.h"
 
@@ -228,6 +229,7 @@ void finish(std::atomic<int> &underWay)
     if (note().counted)
         --underWay;
     note() = Note();
+    Connections::answered();
 }
 } // namespace
 

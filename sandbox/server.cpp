@@ -2,6 +2,7 @@
 
 #include "server.h"
 
+#include "connections.h"
 #include "exchange.h"
 
 #include <httplib.h>
@@ -9,12 +10,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <stdexcept>
+#include <utility>
 
 namespace {
-// Each open connection holds a thread, idle or not, and a client opens up to six.
+// Each open connection holds a thread, and a client opens up to six.
 constexpr std::size_t ThreadsPerAddress = 64;
 constexpr time_t IdleSeconds = 60;
 constexpr std::size_t RequestsPerConnection = 1000000;
@@ -43,23 +47,83 @@ bool hasLoopback6()
     return bound;
 }
 
-void setUp(httplib::SSLServer &listener)
+/// The threads of one address, with a list of what they serve.
+class Workers : public httplib::ThreadPool
 {
-    // The library's own choice would let a second sandbox share the port in silence.
-    listener.set_socket_options([](socket_t listening) {
-        const int yes = 1;
-        setsockopt(listening, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
-    });
+public:
+    explicit Workers(Connections &connections) :
+        ThreadPool(ThreadsPerAddress), m_connections(connections)
+    {
+    }
+    void enqueue(std::function<void()> serve) override
+    {
+        ThreadPool::enqueue(m_connections.accepted(std::move(serve)));
+    }
+
+private:
+    Connections &m_connections;
+};
+
+void setUp(httplib::SSLServer &listener, Connections &connections)
+{
     listener.set_tcp_nodelay(true);
     listener.set_keep_alive_timeout(IdleSeconds);
     listener.set_keep_alive_max_count(RequestsPerConnection);
     listener.set_read_timeout(ReadSeconds);
     listener.set_payload_max_length(MaxBody);
-    listener.new_task_queue = [] {
-        return new httplib::ThreadPool(ThreadsPerAddress);
+    listener.new_task_queue = [&connections] {
+        return new Workers(connections);
     };
 }
+
+std::unique_ptr<httplib::SSLServer> newServer(const CertificatePaths &certificates)
+{
+    auto server = std::make_unique<httplib::SSLServer>([&certificates](SSL_CTX &context) {
+        Connections::watch(context);
+        return SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1 &&
+               SSL_CTX_set_cipher_list(&context, Ciphers) == 1 &&
+               SSL_CTX_use_certificate_chain_file(&context, certificates.server.c_str()) == 1 &&
+               SSL_CTX_use_PrivateKey_file(&context, certificates.serverKey.c_str(),
+                                           SSL_FILETYPE_PEM) == 1;
+    });
+    if (!server->is_valid())
+        throw std::runtime_error("The certificate " + certificates.server + " cannot be used.");
+    return server;
+}
 } // namespace
+
+/// What listens on one address.
+struct HttpsServer::Listener
+{
+    explicit Listener(const CertificatePaths &certificates) : server(newServer(certificates))
+    {
+        setUp(*server, connections);
+        server->set_socket_options([this](socket_t made) {
+            // The library's own choice would let a second sandbox share the port in silence.
+            const int yes = 1;
+            setsockopt(made, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+            socket = made;
+        });
+    }
+
+    /// Port 0 takes a free one. Returns the port, or 0 when it is taken.
+    int bind(const std::string &address, int port)
+    {
+        int bound = port;
+        if (port == 0)
+            bound = server->bind_to_any_port(address);
+        else if (!server->bind_to_port(address, port))
+            bound = 0;
+        // The library lets five wait for their accept; the sixth would try again after a second.
+        if (bound > 0)
+            listen(socket, SOMAXCONN);
+        return std::max(bound, 0);
+    }
+
+    Connections connections{ThreadsPerAddress}; // before the server, whose connections they are
+    std::unique_ptr<httplib::SSLServer> server;
+    int socket = -1; // the server's to close
+};
 
 HttpsServer::HttpsServer(const CertificatePaths &certificates, int port)
 {
@@ -77,34 +141,18 @@ HttpsServer::~HttpsServer()
     stop();
 }
 
-std::unique_ptr<httplib::SSLServer> HttpsServer::newListener(const CertificatePaths &certificates)
-{
-    auto listener = std::make_unique<httplib::SSLServer>([this, &certificates](SSL_CTX &context) {
-        m_connections.watch(context);
-        return SSL_CTX_set_min_proto_version(&context, TLS1_2_VERSION) == 1 &&
-               SSL_CTX_set_cipher_list(&context, Ciphers) == 1 &&
-               SSL_CTX_use_certificate_chain_file(&context, certificates.server.c_str()) == 1 &&
-               SSL_CTX_use_PrivateKey_file(&context, certificates.serverKey.c_str(),
-                                           SSL_FILETYPE_PEM) == 1;
-    });
-    if (!listener->is_valid())
-        throw std::runtime_error("The certificate " + certificates.server + " cannot be used.");
-    setUp(*listener);
-    return listener;
-}
-
 bool HttpsServer::bindAll(const CertificatePaths &certificates, int port)
 {
     m_listeners.clear();
-    auto listener4 = newListener(certificates);
-    m_port = port == 0 ? listener4->bind_to_any_port("127.0.0.1") : port;
-    if (m_port <= 0 || (port != 0 && !listener4->bind_to_port("127.0.0.1", port)))
+    auto listener4 = std::make_unique<Listener>(certificates);
+    m_port = listener4->bind("127.0.0.1", port);
+    if (m_port == 0)
         return false;
     m_listeners.push_back(std::move(listener4));
 
     if (hasLoopback6()) {
-        auto listener6 = newListener(certificates);
-        if (!listener6->bind_to_port("::1", m_port))
+        auto listener6 = std::make_unique<Listener>(certificates);
+        if (listener6->bind("::1", m_port) == 0)
             return false;
         m_listeners.push_back(std::move(listener6));
     }
@@ -114,8 +162,8 @@ bool HttpsServer::bindAll(const CertificatePaths &certificates, int port)
 void HttpsServer::start(Service &service)
 {
     for (const auto &listener : m_listeners) {
-        serve(*listener, service, m_underWay);
-        m_threads.emplace_back([raw = listener.get()] { raw->listen_after_bind(); });
+        serve(*listener->server, service, m_underWay);
+        m_threads.emplace_back([raw = listener->server.get()] { raw->listen_after_bind(); });
     }
 }
 
@@ -128,15 +176,17 @@ void HttpsServer::stop()
             std::this_thread::sleep_for(Pause);
             const auto waited = std::chrono::steady_clock::now() - start;
             // Again and again: a connection may be accepted at the last moment.
-            if (waited > ReadingGrace && (m_underWay == 0 || waited > WritingGrace))
-                m_connections.cutAll();
+            if (waited <= ReadingGrace || (m_underWay != 0 && waited <= WritingGrace))
+                continue;
+            for (const auto &listener : m_listeners)
+                listener->connections.cutAll();
         }
     });
     for (std::size_t i = 0; i < m_threads.size(); ++i) {
         // A stop before the thread listens would be lost.
-        while (!m_listeners[i]->is_running())
+        while (!m_listeners[i]->server->is_running())
             std::this_thread::sleep_for(Pause);
-        m_listeners[i]->stop();
+        m_listeners[i]->server->stop();
     }
     for (std::thread &thread : m_threads)
         thread.join();

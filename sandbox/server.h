@@ -4,7 +4,6 @@
 #define SANDBOX_SERVER_H
 
 #include "certificates.h"
-#include "connections.h"
 #include "endpoints.h"
 
 #include <atomic>
@@ -12,10 +11,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-namespace httplib {
-class SSLServer;
-}
 
 /// Takes its port when it is made, so that nothing else is touched while another sandbox has it;
 /// answers once it is started.
@@ -39,11 +34,11 @@ public:
     void stop();
 
 private:
-    std::unique_ptr<httplib::SSLServer> newListener(const CertificatePaths &certificates);
+    struct Listener;
+
     bool bindAll(const CertificatePaths &certificates, int port);
 
-    Connections m_connections; // before the listeners, whose connections it watches
-    std::vector<std::unique_ptr<httplib::SSLServer>> m_listeners;
+    std::vector<std::unique_ptr<Listener>> m_listeners;
     std::vector<std::thread> m_threads;
     std::atomic<int> m_underWay{0}; // requests that have arrived and are not answered yet
     int m_port = 0;
