@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 constexpr std::chrono::seconds Window(5);
@@ -19,11 +20,13 @@ std::string fingerprint(int session, const std::vector<PostedPeriod> &periods)
 }
 } // namespace
 
+DuplicateDetector::DuplicateDetector(Clock clock) : m_clock(std::move(clock)) {}
+
 std::optional<std::chrono::milliseconds>
 DuplicateDetector::note(int session, const std::vector<PostedPeriod> &periods)
 {
     const std::string key = fingerprint(session, periods);
-    const auto now = std::chrono::steady_clock::now();
+    const auto now = m_clock();
     const std::lock_guard<std::mutex> lock(m_mutex);
     for (auto it = m_seen.begin(); it != m_seen.end();)
         it = now - it->second > Window ? m_seen.erase(it) : std::next(it);

@@ -3,6 +3,7 @@
 #ifndef SANDBOX_DUPLICATES_H
 #define SANDBOX_DUPLICATES_H
 
+#include "clock.h"
 #include "posted.h"
 
 #include <chrono>
@@ -16,6 +17,8 @@
 class DuplicateDetector
 {
 public:
+    explicit DuplicateDetector(Clock clock);
+
     /// Notes an activation, carried out or not. Returns how long ago the same session sent the same
     /// trackers with the same starts and days, in whatever order; empty if it did not within the
     /// last five seconds.
@@ -23,6 +26,7 @@ public:
                                                   const std::vector<PostedPeriod> &periods);
 
 private:
+    Clock m_clock;
     std::mutex m_mutex;
     std::map<std::string, std::chrono::steady_clock::time_point> m_seen;
 };

@@ -47,8 +47,11 @@ Reply malformedReply(int status, const std::string &message)
 }
 
 Service::Service(Database database, std::optional<Day> pinnedDay,
-                 std::chrono::seconds sessionLifetime) :
-    m_database(std::move(database)), m_pinnedDay(pinnedDay), m_sessions(sessionLifetime)
+                 std::chrono::seconds sessionLifetime, const Clock &clock) :
+    m_database(std::move(database)),
+    m_pinnedDay(pinnedDay),
+    m_sessions(sessionLifetime, clock),
+    m_duplicates(clock)
 {
 }
 

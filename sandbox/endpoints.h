@@ -4,6 +4,7 @@
 #define SANDBOX_ENDPOINTS_H
 
 #include "calendar.h"
+#include "clock.h"
 #include "database.h"
 #include "duplicates.h"
 #include "forms.h"
@@ -46,7 +47,8 @@ class Service
 {
 public:
     /// Without a pinned day the machine's date counts.
-    Service(Database database, std::optional<Day> pinnedDay, std::chrono::seconds sessionLifetime);
+    Service(Database database, std::optional<Day> pinnedDay, std::chrono::seconds sessionLifetime,
+            const Clock &clock = std::chrono::steady_clock::now);
 
     Reply answer(const Call &call);
 

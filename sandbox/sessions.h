@@ -3,6 +3,8 @@
 #ifndef SANDBOX_SESSIONS_H
 #define SANDBOX_SESSIONS_H
 
+#include "clock.h"
+
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -23,7 +25,7 @@ class Sessions
 {
 public:
     /// A session ends that long after its login, however much it is used.
-    explicit Sessions(std::chrono::seconds lifetime);
+    Sessions(std::chrono::seconds lifetime, Clock clock);
 
     /// Starts a session and returns its token, 64 hexadecimal characters.
     std::string start(std::int64_t account);
@@ -35,6 +37,7 @@ private:
     mutable std::mutex m_mutex;
     std::map<std::string, Session> m_sessions;
     std::chrono::seconds m_lifetime;
+    Clock m_clock;
     int m_lastNumber = 0;
 };
 
