@@ -108,3 +108,13 @@ string(CONCAT given "${certificate_folder}/RapidSSL_SHA256_CA-G3.pem" "\;"
     "${certificate_folder}/GeoTrustGlobalCA.pem")
 target_compile_definitions(tst_extraca PRIVATE "CERTIFICATES_GIVEN=\"${given}\"")
 target_compile_definitions(tst_no_extraca PRIVATE "CERTIFICATES_GIVEN=\"\"")
+
+set(missing)
+veltrano_need(missing "the sandbox" TARGET veltrano-sandbox)
+veltrano_feature(has_sandbox_connections "client's connections"
+    "the framework's own handshakes with the sandbox" ${missing})
+if(has_sandbox_connections)
+    veltrano_add_test(tst_sandbox)
+    add_dependencies(tst_sandbox veltrano-sandbox)
+    target_compile_definitions(tst_sandbox PRIVATE "SANDBOX=\"$<TARGET_FILE:veltrano-sandbox>\"")
+endif()

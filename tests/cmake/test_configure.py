@@ -52,7 +52,9 @@ class TestConfigure(unittest.TestCase):
 
     def test_no_database_library(self) -> None:
         self.assertEqual(self.left_out("-DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON"),
-                         ["sandbox. Missing: SQLite 3", "journey. Missing: the sandbox",
+                         ["sandbox. Missing: SQLite 3",
+                          "client's connections. Missing: the sandbox",
+                          "journey. Missing: the sandbox",
                           "fault matrix. Missing: the journey",
                           "protocol checks. Missing: the sandbox"])
 
