@@ -56,7 +56,7 @@ class TestConfigure(unittest.TestCase):
                           "client's connections. Missing: the sandbox",
                           "journey. Missing: the sandbox",
                           "fault matrix. Missing: the journey",
-                          "protocol checks. Missing: the sandbox"])
+                          "protocol checks. Missing: the sandbox", "soak. Missing: the sandbox"])
 
     def test_no_openssl_program(self) -> None:
         self.assertEqual(self.left_out("-DOPENSSL_PROGRAM=0"),
@@ -64,13 +64,15 @@ class TestConfigure(unittest.TestCase):
                           "endings. Missing: the client's tests",
                           "journey. Missing: the reader's tests",
                           "fault matrix. Missing: the journey, openssl",
+                          "soak. Missing: the reader's tests",
                           "benchmarks. Missing: the client's tests"])
 
     def test_no_device_emulation(self) -> None:
         self.assertEqual(self.left_out("-DUMOCKDEV_WRAPPER=0"),
                          ["reader's tests. Missing: umockdev-wrapper",
                           "journey. Missing: the reader's tests",
-                          "fault matrix. Missing: the journey"])
+                          "fault matrix. Missing: the journey",
+                          "soak. Missing: the reader's tests"])
 
     def test_no_clock_and_no_screen(self) -> None:
         self.assertEqual(self.left_out("-DFAKETIME_LIBRARY=0", "-DJOURNEY_Xvfb=0"),
@@ -87,7 +89,8 @@ class TestConfigure(unittest.TestCase):
                           "journey. Missing: Python 3.9",
                           "fault matrix. Missing: the journey, Python 3.9",
                           "packaging checks. Missing: Python 3.9",
-                          "protocol checks. Missing: Python 3.9, PyYAML"])
+                          "protocol checks. Missing: Python 3.9, PyYAML",
+                          "soak. Missing: Python 3.9"])
 
     def test_nothing_but_the_client(self) -> None:
         """Its summary and its kind of build, too, where none was asked for."""
