@@ -56,7 +56,8 @@ class TestConfigure(unittest.TestCase):
                           "client's connections. Missing: the sandbox",
                           "journey. Missing: the sandbox",
                           "fault matrix. Missing: the journey",
-                          "protocol checks. Missing: the sandbox", "soak. Missing: the sandbox"])
+                          "protocol checks. Missing: the sandbox", "soak. Missing: the sandbox",
+                          "failing calls. Missing: the soak"])
 
     def test_no_openssl_program(self) -> None:
         self.assertEqual(self.left_out("-DOPENSSL_PROGRAM=0"),
@@ -65,6 +66,7 @@ class TestConfigure(unittest.TestCase):
                           "journey. Missing: the reader's tests",
                           "fault matrix. Missing: the journey, openssl",
                           "soak. Missing: the reader's tests",
+                          "failing calls. Missing: the soak",
                           "benchmarks. Missing: the client's tests"])
 
     def test_no_device_emulation(self) -> None:
@@ -72,7 +74,8 @@ class TestConfigure(unittest.TestCase):
                          ["reader's tests. Missing: umockdev-wrapper",
                           "journey. Missing: the reader's tests",
                           "fault matrix. Missing: the journey",
-                          "soak. Missing: the reader's tests"])
+                          "soak. Missing: the reader's tests",
+                          "failing calls. Missing: the soak"])
 
     def test_no_clock_and_no_screen(self) -> None:
         self.assertEqual(self.left_out("-DFAKETIME_LIBRARY=0", "-DJOURNEY_Xvfb=0"),
@@ -90,7 +93,10 @@ class TestConfigure(unittest.TestCase):
                           "fault matrix. Missing: the journey, Python 3.9",
                           "packaging checks. Missing: Python 3.9",
                           "protocol checks. Missing: Python 3.9, PyYAML",
-                          "soak. Missing: Python 3.9"])
+                          "soak. Missing: Python 3.9", "failing calls. Missing: the soak"])
+
+    def test_no_debugger(self) -> None:
+        self.assertEqual(self.left_out("-DGDB_PROGRAM=0"), ["failing calls. Missing: gdb"])
 
     def test_nothing_but_the_client(self) -> None:
         """Its summary and its kind of build, too, where none was asked for."""
