@@ -38,6 +38,7 @@ foreach(name IN ITEMS
         tst_accessiblenames
         tst_activation
         tst_barcoderules
+        tst_bodies
         tst_bookingrules
         tst_certificates
         tst_details
@@ -57,6 +58,10 @@ foreach(name IN ITEMS
         tst_window)
     veltrano_add_test(${name})
 endforeach()
+
+target_sources(tst_bodies PRIVATE support/jsonvalue.cpp)
+# Texts of a megabyte are laid out and painted.
+set_tests_properties(tst_bodies PROPERTIES TIMEOUT 300)
 
 # Servers that the framework cannot play.
 veltrano_add_test(tst_tls)
