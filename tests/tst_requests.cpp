@@ -75,6 +75,15 @@ QStringList windowState(const QWidget *pWindow)
     }
     return state;
 }
+
+/// Only opens what the framework calls.
+class ProtectedBody : public OneShotBody
+{
+public:
+    using OneShotBody::OneShotBody;
+    using OneShotBody::readData;
+    using OneShotBody::writeData;
+};
 } // namespace
 
 class TestRequests : public QObject
@@ -93,6 +102,7 @@ private slots:
     void replyObjects();
     void bodyIsReadOnce();
     void bodyIsReadInPieces();
+    void bodyEnds();
     void bodiesAroundAPiece_data();
     void bodiesAroundAPiece();
 
@@ -248,6 +258,17 @@ void TestRequests::bodyIsReadInPieces()
     QCOMPARE(QByteArray(buffer, 3), QByteArray("def"));
     QCOMPARE(body.read(buffer, 4), qint64(-1));
     QCOMPARE(OneShotBody(QByteArray()).size(), qint64(0));
+}
+
+void TestRequests::bodyEnds()
+{
+    ProtectedBody body("abc");
+    char buffer[4] = {};
+    QCOMPARE(body.readData(buffer, 0), qint64(0));
+    QCOMPARE(body.read(buffer, 4), qint64(3));
+    QCOMPARE(body.readData(buffer, 1), qint64(-1));
+    QCOMPARE(body.readData(buffer, 0), qint64(0)); // who asks for nothing is not told of the end
+    QCOMPARE(body.writeData(buffer, 1), qint64(-1));
 }
 
 void TestRequests::bodiesAroundAPiece_data()
