@@ -100,8 +100,7 @@ private:
 void TestMemory::initTestCase()
 {
     if (!HeapIsCounted)
-        QSKIP("This system's C library does not count the heap.", ); // clang wants the second
-                                                                     // argument
+        QSKIP("this C library does not count the heap", ); // clang wants the second argument
     // The C library counts what it keeps at hand for each thread as in use.
     QVERIFY2(qEnvironmentVariableIsSet("GLIBC_TUNABLES"),
              "Start it with GLIBC_TUNABLES=glibc.malloc.tcache_count=0.");

@@ -91,6 +91,7 @@ class TestConfigure(unittest.TestCase):
                           "endings. Missing: Python 3.9",
                           "journey. Missing: Python 3.9",
                           "fault matrix. Missing: the journey, Python 3.9",
+                          "mutation's tests. Missing: Python 3.9",
                           "packaging checks. Missing: Python 3.9",
                           "protocol checks. Missing: Python 3.9, PyYAML",
                           "soak. Missing: Python 3.9", "failing calls. Missing: the soak"])
