@@ -11,6 +11,7 @@ if(CMAKE_EXECUTABLE_FORMAT STREQUAL "ELF" AND CMAKE_BUILD_TYPE STREQUAL "Release
 endif()
 option(VELTRANO_WERROR "Treat compiler warnings as errors" OFF)
 option(VELTRANO_SANITIZE "Build with the address and undefined-behaviour sanitizers" OFF)
+option(VELTRANO_FUZZ "Build the fuzz targets with libFuzzer, and all else so that it sees inside" OFF)
 option(VELTRANO_COVERAGE "Build with coverage counters" OFF)
 option(VELTRANO_HARDEN "Build with the compiler's and the linker's protections" ${harden})
 
@@ -24,6 +25,18 @@ if(VELTRANO_SANITIZE)
     target_compile_options(project_flags INTERFACE
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     target_link_options(project_flags INTERFACE -fsanitize=address,undefined)
+endif()
+if(VELTRANO_FUZZ)
+    include(CheckCXXSourceCompiles)
+    set(CMAKE_REQUIRED_FLAGS -fsanitize=fuzzer)
+    # The function's name is libFuzzer's, and the library brings the program's main.
+    check_cxx_source_compiles(
+        "extern \"C\" int LLVMFuzzerTestOneInput(const unsigned char *, unsigned long) { return 0; }"
+        HAS_LIBFUZZER)
+    unset(CMAKE_REQUIRED_FLAGS)
+    if(HAS_LIBFUZZER)
+        target_compile_options(project_flags INTERFACE -fsanitize=fuzzer-no-link)
+    endif()
 endif()
 if(VELTRANO_COVERAGE)
     target_compile_options(project_flags INTERFACE --coverage -O0)

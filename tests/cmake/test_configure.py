@@ -54,10 +54,15 @@ class TestConfigure(unittest.TestCase):
         self.assertEqual(self.left_out("-DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON"),
                          ["sandbox. Missing: SQLite 3",
                           "client's connections. Missing: the sandbox",
+                          "sandbox's fuzz targets. Missing: the sandbox",
                           "journey. Missing: the sandbox",
                           "fault matrix. Missing: the journey",
                           "protocol checks. Missing: the sandbox", "soak. Missing: the sandbox",
                           "failing calls. Missing: the soak"])
+
+    def test_no_libfuzzer(self) -> None:
+        self.assertEqual(self.left_out("-DVELTRANO_FUZZ=ON", "-DHAS_LIBFUZZER=0"),
+                         ["fuzzing. Missing: clang with libFuzzer"])
 
     def test_no_openssl_program(self) -> None:
         self.assertEqual(self.left_out("-DOPENSSL_PROGRAM=0"),
