@@ -65,9 +65,11 @@ TraceHook &traceHook()
 
 void handleTrace(QtMsgType type, const QMessageLogContext &context, const QString &strMessage)
 {
+    const TraceHook &hook = traceHook();
     if (type == QtInfoMsg)
-        traceHook().action(strMessage);
-    traceHook().pPrevious(type, context, strMessage);
+        hook.action(strMessage);
+    if (hook.pPrevious)
+        hook.pPrevious(type, context, strMessage);
 }
 
 QByteArray listOf(const QByteArray &baTrackers)
