@@ -547,7 +547,7 @@ QStringList TestBodies::editDetails(const QByteArray &baBody)
     server()->answer(DetailsPath, baBody);
     QStringList seen;
     const WhileOpen confirmed([&](QWidget *pOpen) {
-        seen << childOf<QLineEdit>(pOpen, "trackerNameLineEdit")->text() << infoLog().last();
+        seen << childOf<QLineEdit>(pOpen, "trackerNameLineEdit")->text() << infoLog().constLast();
         qobject_cast<EditTracker *>(pOpen)->accept();
     });
     emit m_pServed->view()->doubleClicked(m_pServed->model()->index(0, 0));
