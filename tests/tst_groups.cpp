@@ -38,6 +38,7 @@ private slots:
     void withoutGroups_data();
     void withoutGroups();
     void refusedSession();
+    void boxIsClearedBeforeTheReplyIsRead();
     void otherCodesAreIgnored_data();
     void otherCodesAreIgnored();
     void choosingAGroup();
@@ -216,6 +217,17 @@ void TestGroups::refusedSession()
     for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
         QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
     QTRY_COMPARE(trackerTargets(), QList<QByteArray>{"idgroup=12"});
+}
+
+void TestGroups::boxIsClearedBeforeTheReplyIsRead()
+{
+    QStringList indices;
+    connect(combo(), QOverload<int>::of(&QComboBox::currentIndexChanged), this, [&](int iIdx) {
+        indices << QString("%1, %2").arg(iIdx).arg(combo()->isEnabled() ? "enabled" : "disabled");
+    });
+    fill(R"({"rcode":-99,"groups":[{"id":"12"}]})");
+    // The groups of the refused session come last.
+    QCOMPARE(indices, QStringList({"0, enabled", "-1, enabled", "0, disabled"}));
 }
 
 void TestGroups::otherCodesAreIgnored_data()
