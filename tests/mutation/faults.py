@@ -73,6 +73,15 @@ class Fault:
         return source[:self.start] + self.text + "\n" * lost + source[self.end:]
 
 
+    def lines(self, source: str) -> tuple[str, str]:
+        """The lines that it changes, without and with it, each as one line."""
+        start = source.rfind("\n", 0, self.start) + 1
+        end = (source + "\n").find("\n", self.end)
+        before, behind = source[start:self.start], source[self.end:end]
+        return (" ".join(source[start:end].split()),
+                " ".join((before + self.text + behind).split()))
+
+
 @dataclass(frozen=True)
 class Token:
     kind: str

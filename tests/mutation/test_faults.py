@@ -3,9 +3,12 @@
 from __future__ import annotations
 
 import unittest
+from pathlib import Path
 
+from equivalent import EQUIVALENT
 from faults import Fault, faults, line_of
 
+ROOT = Path(__file__).resolve().parents[2]
 FUNCTION = "void f()\n{{\n    {}\n}}\n"
 
 
@@ -132,8 +135,20 @@ class TestFaults(unittest.TestCase):
             self.assertEqual(fault.planted(text).count("\n"), text.count("\n"), fault)
         self.assertEqual(Fault("statement", 4, 9, ";").planted("x;\n\na(\n)\nb"), "x;\n\n;\n\nb")
 
+    def test_changed_lines(self) -> None:
+        text = "a = 1;\n  b(2,\n    c);\nd"
+        self.assertEqual(Fault("number", 11, 12, "3").lines(text), ("b(2,", "b(3,"))
+        self.assertEqual(Fault("arguments", 11, 19, "c, 2").lines(text), ("b(2, c);", "b(c, 2);"))
+        self.assertEqual(Fault("name", len(text) - 1, len(text), "e").lines(text), ("d", "e"))
+
     def test_line(self) -> None:
         self.assertEqual([line_of("a\nb\n", place) for place in range(4)], [1, 1, 2, 2])
+
+    def test_reasons_are_for_faults_that_can_be_planted(self) -> None:
+        for name, *lines in EQUIVALENT:
+            with self.subTest(name, lines=lines):
+                source = (ROOT / name).read_text(encoding="utf-8")
+                self.assertIn(tuple(lines), [fault.lines(source) for fault in faults(source)])
 
 
 if __name__ == "__main__":
