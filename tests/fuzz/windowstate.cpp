@@ -175,7 +175,7 @@ QStringList trackerLines(int iRow, const QJsonObject &tracker)
     const QStringList activations = activationLines(tracker["activations"].toArray(), &bPending);
     const QString strVersion = text(tracker["v"]);
     const QString strFirmware =
-        strVersion.isEmpty() ? " ." : strVersion.left(1) + '.' + strVersion.mid(1);
+        strVersion.isEmpty() ? " ." : strVersion.at(0) + QString(".") + strVersion.mid(1);
     const QStringList others{text(tracker["TrackerName"]), text(tracker["compe_id"]), strFirmware,
                              text(tracker["imsi"])};
 
