@@ -68,9 +68,9 @@ None of this is the program's own doing, and all of it is pinned.
 - Status 401 for NTLM makes it ask a get once more on some connections and not on others, and open a
   conversation in NTLM's own way, naming neither user nor domain nor machine.
 - Cookies and headers are compared each with each: twice as many take four times as long. 1,000
-  cookies in one reply hold the window up for most of a second.
+  cookies in one reply hold the window up for a seventh of a second.
 - A text is laid out whole before it is shown, however little of it there is room for: one of 200 KB
-  holds the window up for seconds in a box.
+  holds the window up for most of a second in a box.
 """
 
 
