@@ -3,8 +3,8 @@
 #ifndef SANDBOX_ACCOUNTS_H
 #define SANDBOX_ACCOUNTS_H
 
-#include "database.h"
 #include "passwords.h"
+#include "sqlite.h"
 
 #include <cstdint>
 #include <string>

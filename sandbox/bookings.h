@@ -4,8 +4,8 @@
 #define SANDBOX_BOOKINGS_H
 
 #include "calendar.h"
-#include "database.h"
-#include "posted.h"
+#include "postedjson.h"
+#include "sqlite.h"
 
 #include <cstdint>
 #include <string>

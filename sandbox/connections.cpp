@@ -62,7 +62,7 @@ void Connections::answered()
 {
     Connection *connection = servedHere();
     const std::lock_guard<std::mutex> lock(connection->owner->m_mutex);
-    connection->inExchange = false;
+    connection->inRequest = false;
     connection->quietSince = std::chrono::steady_clock::now();
 }
 
@@ -105,7 +105,7 @@ long Connections::onBytes(BIO *bio, int operation, const char *, size_t, int, lo
     if (operation == BIO_CB_READ) {
         // The library reads when bytes are there; once read they no longer show at the socket.
         if (SSL_is_init_finished(connection->ssl) != 0)
-            connection->inExchange = true;
+            connection->inRequest = true;
     } else if (operation == (BIO_CB_READ | BIO_CB_RETURN) && result > 0) {
         connection->quietSince = std::chrono::steady_clock::now();
     } else if (operation == BIO_CB_FREE) {
@@ -147,7 +147,7 @@ Connections::Connection *Connections::idleLongest()
     Connection *result = nullptr;
     Time before = std::chrono::steady_clock::now() - Moment;
     for (Connection &each : m_open) {
-        if (each.socket < 0 || each.cut || each.inExchange || each.quietSince > before ||
+        if (each.socket < 0 || each.cut || each.inRequest || each.quietSince > before ||
             hasUnreadBytes(each.socket))
             continue;
         result = &each;

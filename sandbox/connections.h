@@ -46,7 +46,7 @@ private:
         Time quietSince;
         const SSL *ssl = nullptr; // for the thread that serves the connection, while there is one
         int socket = -1;          // -1 before and after
-        bool inExchange = false;
+        bool inRequest = false;
         bool cut = false;
     };
 

@@ -1,130 +1,168 @@
-// The layer over SQLite.
+// The database file and its tables.
 
 #include "database.h"
 
-#include "log.h"
+#include "privacy.h"
+#include "seed.h"
 
-#include <sqlite3.h>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <utility>
 
 namespace {
-// How long a command waits while somebody else, such as a person with a shell, holds the file.
-constexpr int BusyMilliseconds = 5000;
-} // namespace
+constexpr std::int64_t SchemaVersion = 1;
+// The files of a database. SQLite gives the others the rights that the last one has.
+constexpr std::array<const char *, 4> Suffixes = {"-journal", "-wal", "-shm", ""};
 
-Database::Database(const std::string &path)
+// The application's id ("VLTR") marks the file as ours, so that --reset never empties another one.
+constexpr const char *Schema = R"(
+    PRAGMA application_id = 0x564c5452;
+    PRAGMA user_version = 1;
+    CREATE TABLE account (
+        id INTEGER PRIMARY KEY,
+        email TEXT NOT NULL UNIQUE COLLATE NOCASE,
+        name TEXT NOT NULL,
+        password_salt BLOB NOT NULL,
+        password_hash BLOB NOT NULL,
+        password_iterations INTEGER NOT NULL,
+        balance_cents INTEGER NOT NULL CHECK (balance_cents >= 0));
+    CREATE TABLE tracker_group (
+        id INTEGER PRIMARY KEY,
+        account_id INTEGER NOT NULL REFERENCES account (id),
+        name TEXT NOT NULL);
+    CREATE TABLE tracker (
+        serial TEXT PRIMARY KEY,
+        account_id INTEGER NOT NULL REFERENCES account (id),
+        name TEXT NOT NULL,
+        compe_id TEXT NOT NULL,
+        firmware TEXT NOT NULL,
+        imsi TEXT NOT NULL,
+        extended INTEGER NOT NULL CHECK (extended IN (0, 1)),
+        provisioned INTEGER NOT NULL CHECK (provisioned IN (0, 1)));
+    CREATE TABLE group_member (
+        group_id INTEGER NOT NULL REFERENCES tracker_group (id),
+        serial TEXT NOT NULL REFERENCES tracker (serial),
+        PRIMARY KEY (group_id, serial));
+    CREATE TABLE activation (
+        id INTEGER PRIMARY KEY AUTOINCREMENT,
+        serial TEXT NOT NULL REFERENCES tracker (serial),
+        first_day TEXT NOT NULL,
+        last_day TEXT NOT NULL,
+        cost_cents INTEGER NOT NULL CHECK (cost_cents >= 0));
+    CREATE INDEX activation_of_tracker ON activation (serial, first_day);
+)";
+
+std::runtime_error databaseError(const std::string &path, const std::string &reason)
 {
-    sqlite3 *handle = nullptr;
-    const int result =
-        sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-    m_handle.reset(handle); // also after a failure there is a handle to close
-    if (result != SQLITE_OK)
-        throw DatabaseError(handle != nullptr ? sqlite3_errmsg(handle) : "out of memory");
-    sqlite3_extended_result_codes(handle, 1);
-    sqlite3_busy_timeout(handle, BusyMilliseconds);
-    execute("PRAGMA foreign_keys = ON");
+    return std::runtime_error("The database " + path + " " + reason + ".");
 }
 
-void Database::Closer::operator()(sqlite3 *handle) const
+enum class Content { None, Ours, Foreign };
+
+// Read without SQLite: the head of a damaged file still tells whose it is.
+Content contentOf(const std::string &path)
 {
-    sqlite3_close(handle);
+    const std::filesystem::file_status status = std::filesystem::status(path);
+    if (!std::filesystem::exists(status))
+        return Content::None;
+    if (!std::filesystem::is_regular_file(status))
+        throw databaseError(path, "is not a file");
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw databaseError(path, std::string("cannot be read: ") + std::strerror(errno));
+
+    std::array<char, 100> head{};
+    file.read(head.data(), head.size());
+    if (file.gcount() == 0)
+        return Content::None;
+    static constexpr char Magic[] = "SQLite format 3";
+    static constexpr char Id[] = "VLTR";
+    const bool ours = file.gcount() == static_cast<std::streamsize>(head.size()) &&
+                      std::memcmp(head.data(), Magic, sizeof(Magic)) == 0 &&
+                      std::memcmp(head.data() + 68, Id, sizeof(Id) - 1) == 0;
+    return ours ? Content::Ours : Content::Foreign;
 }
 
-void Database::execute(const char *sql)
+void checkContent(Database &database)
 {
-    if (sqlite3_exec(handle(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-        throw DatabaseError(sqlite3_errmsg(handle()));
+    Statement check(database, "PRAGMA quick_check(1)");
+    if (!check.step() || check.text(0) != "ok")
+        throw DatabaseError("the file is damaged");
+    Statement version(database, "PRAGMA user_version");
+    if (!version.step() || version.integer(0) != SchemaVersion)
+        throw DatabaseError("the file was made by another version");
+    // A first write shows now, and not at the first booking, whether the folder takes a journal.
+    database.execute("PRAGMA user_version = 1");
 }
 
-int Database::changedRows() const
+void removeFiles(const std::string &path)
 {
-    return sqlite3_changes(handle());
-}
-
-bool Database::isReadOnly() const
-{
-    return sqlite3_db_readonly(handle(), "main") == 1;
-}
-
-Statement::Statement(const Database &database, const char *sql, Prepared) :
-    m_database(database.handle())
-{
-    sqlite3_stmt *statement = nullptr;
-    check(sqlite3_prepare_v2(m_database, sql, -1, &statement, nullptr));
-    m_statement.reset(statement);
-}
-
-void Statement::Finalizer::operator()(sqlite3_stmt *statement) const
-{
-    sqlite3_finalize(statement);
-}
-
-bool Statement::step()
-{
-    const int result = sqlite3_step(m_statement.get());
-    if (result == SQLITE_ROW)
-        return true;
-    if (result != SQLITE_DONE)
-        throw DatabaseError(sqlite3_errmsg(m_database));
-    return false;
-}
-
-std::int64_t Statement::integer(int column) const
-{
-    return sqlite3_column_int64(m_statement.get(), column);
-}
-
-std::string Statement::text(int column) const
-{
-    // The bytes before the count: the other order could count those of another encoding.
-    const void *bytes = sqlite3_column_blob(m_statement.get(), column);
-    const int count = sqlite3_column_bytes(m_statement.get(), column);
-    if (bytes == nullptr)
-        return {};
-    return std::string(static_cast<const char *>(bytes), static_cast<std::size_t>(count));
-}
-
-void Statement::bind(int position, std::int64_t value)
-{
-    check(sqlite3_bind_int64(m_statement.get(), position, value));
-}
-
-void Statement::bind(int position, std::string_view value)
-{
-    check(sqlite3_bind_text64(m_statement.get(), position, value.data(), value.size(),
-                              SQLITE_TRANSIENT, SQLITE_UTF8));
-}
-
-void Statement::bind(int position, Blob value)
-{
-    check(sqlite3_bind_blob64(m_statement.get(), position, value.bytes.data(), value.bytes.size(),
-                              SQLITE_TRANSIENT));
-}
-
-void Statement::check(int result) const
-{
-    if (result != SQLITE_OK)
-        throw DatabaseError(sqlite3_errmsg(m_database));
-}
-
-Transaction::Transaction(Database &database) : m_database(database)
-{
-    // The lock for writing at once: taken later, it could fail after rules were already checked.
-    m_database.execute("BEGIN IMMEDIATE");
-}
-
-Transaction::~Transaction()
-{
-    if (!m_open)
-        return;
-    try {
-        m_database.execute("ROLLBACK");
-    } catch (const DatabaseError &error) {
-        logLine(std::string("rollback: ") + error.what());
+    for (const char *suffix : Suffixes) {
+        std::error_code error;
+        std::filesystem::remove(path + suffix, error);
+        if (error)
+            throw databaseError(path, "cannot be replaced: " + error.message());
     }
 }
 
-void Transaction::commit()
+void makeFolder(const std::string &path)
 {
-    m_database.execute("COMMIT");
-    m_open = false;
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    if (folder.empty())
+        return;
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error)
+        throw databaseError(path, "cannot be made: " + error.message());
+}
+
+void take(FileLock &lock, const std::string &path, FileLock::Kind kind)
+{
+    if (!lock.take(kind)) {
+        throw databaseError(path,
+                            "is in use by another sandbox; stop that one or choose another file "
+                            "with --database");
+    }
+}
+} // namespace
+
+LockedDatabase openDatabase(const std::string &path, bool reset, Day today)
+{
+    // Before the lock, whose file has no business beside one of another program.
+    Content content = contentOf(path);
+    if (content == Content::Foreign)
+        throw databaseError(path, "is not one of this program; choose another file or delete it");
+    if (content == Content::None)
+        makeFolder(path);
+    FileLock lock(path + ".lock");
+    take(lock, path, reset ? FileLock::Exclusive : FileLock::Shared);
+    if (content == Content::Ours && reset) {
+        removeFiles(path);
+        content = Content::None;
+    }
+    try {
+        Database database(path);
+        if (database.isReadOnly())
+            throw DatabaseError("it may not be written");
+        for (const char *suffix : Suffixes)
+            keepFromOthers(path + suffix);
+        if (content == Content::None) {
+            Transaction transaction(database);
+            database.execute(Schema);
+            seed(database, today);
+            transaction.commit();
+        } else {
+            checkContent(database);
+        }
+        take(lock, path, FileLock::Shared);
+        return {std::move(lock), std::move(database)};
+    } catch (const DatabaseError &error) {
+        throw databaseError(path, std::string("cannot be used: ") + error.what());
+    }
 }

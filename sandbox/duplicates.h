@@ -4,7 +4,7 @@
 #define SANDBOX_DUPLICATES_H
 
 #include "clock.h"
-#include "posted.h"
+#include "postedjson.h"
 
 #include <chrono>
 #include <map>

@@ -5,9 +5,9 @@
 #include "accounts.h"
 #include "bookings.h"
 #include "log.h"
-#include "posted.h"
+#include "postedjson.h"
 #include "refusals.h"
-#include "roster.h"
+#include "trackers.h"
 
 #include <nlohmann/json.hpp>
 

@@ -5,10 +5,10 @@
 
 #include "calendar.h"
 #include "clock.h"
-#include "database.h"
 #include "duplicates.h"
 #include "forms.h"
 #include "sessions.h"
+#include "sqlite.h"
 
 #include <nlohmann/json_fwd.hpp>
 
@@ -61,7 +61,7 @@ private:
     Day today() const;
 
     Reply login(const Form &form);
-    // With the store's mutex held. Each fills in its reply's own members.
+    // With the database's mutex held. Each fills in its reply's own members.
     void listGroups(const Form &form, const Session &session, Json &reply);
     void listTrackers(const Form &form, const Session &session, Json &reply);
     void trackerInfo(const Form &form, const Session &session, Json &reply);

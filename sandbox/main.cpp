@@ -1,13 +1,13 @@
 // Process start of the sandbox: options, certificates, port, database, and waiting for the end.
 
 #include "certificates.h"
+#include "database.h"
 #include "endpoints.h"
 #include "filelock.h"
 #include "options.h"
 #include "privacy.h"
 #include "seed.h"
 #include "server.h"
-#include "store.h"
 
 #include <csignal>
 #include <filesystem>
@@ -83,8 +83,8 @@ void run(const Options &options)
     // The port first: a reset that cannot be followed by a start would only destroy.
     HttpsServer server(certificates, options.port);
     const Day today = options.today.value_or(currentDay());
-    Store store = openStore(options.database, options.reset, today);
-    Service service(std::move(store.database), options.today, options.sessionLifetime);
+    LockedDatabase data = openDatabase(options.database, options.reset, today);
+    Service service(std::move(data.database), options.today, options.sessionLifetime);
     server.start(service);
     std::cout << "CA certificate: " << certificates.authority << '\n'
               << "database: " << options.database << '\n'

@@ -4,7 +4,7 @@
 #define SANDBOX_SEED_H
 
 #include "calendar.h"
-#include "database.h"
+#include "sqlite.h"
 
 constexpr const char *DemoEmail = "operator@quillmora.example";
 constexpr const char *DemoPassword = "demo-flight-7";

@@ -1,9 +1,9 @@
-// The HTTPS server: listening, starting and stopping. What is said on a connection is in exchange.
+// The HTTPS server: listening, starting and stopping. The answers are in httphandlers.
 
 #include "server.h"
 
 #include "connections.h"
-#include "exchange.h"
+#include "httphandlers.h"
 
 #include <httplib.h>
 

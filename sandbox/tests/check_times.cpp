@@ -1,9 +1,9 @@
 // What lasts for a while, on a clock that does not have to be waited for.
 
+#include "database.h"
 #include "duplicates.h"
 #include "endpoints.h"
 #include "seed.h"
-#include "store.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -99,8 +99,8 @@ void sessionsEndHoweverMuchTheyAreUsed(Checks &check)
     const TemporaryFolder folder;
     HandClock time;
     const Day today = 20522;
-    Store store = openStore(folder.path("data.db"), false, today);
-    Service service(std::move(store.database), today, seconds(100), time.clock());
+    LockedDatabase data = openDatabase(folder.path("data.db"), false, today);
+    Service service(std::move(data.database), today, seconds(100), time.clock());
     const std::string login = std::string("email=") + DemoEmail + "&password=" + DemoPassword;
 
     const std::string token = service.answer({"POST", "/bslogin.php", login, ""}).token;

@@ -219,7 +219,7 @@ class Sizes(BadInputTestCase):
 class RawBytes(BadInputTestCase):
     """What does not even look like HTTP."""
 
-    def exchange(self, request, wait=True):
+    def talk(self, request, wait=True):
         context = ssl.create_default_context(cafile=self.sandbox.authority)
         with socket.create_connection(("127.0.0.1", self.sandbox.port), timeout=20) as plain:
             with context.wrap_socket(plain, server_hostname="localhost") as tls:
@@ -240,7 +240,7 @@ class RawBytes(BadInputTestCase):
                         b"BREW / HTTP/1.1\r\n\r\n", b"\x00\xff\xfe\r\n\r\n",
                         b"GET / HTTP/1.1\r\nRange: bytes=x-y\r\n\r\n"):
             with self.subTest(request=request):
-                reply = self.exchange(request)
+                reply = self.talk(request)
                 head, _, body = reply.partition(b"\r\n\r\n")
                 self.assertRegex(head, rb"^HTTP/1.1 4\d\d ")
                 self.assertTrue(json.loads(body)["msg"])
@@ -249,16 +249,16 @@ class RawBytes(BadInputTestCase):
 
     def test_the_hundredth_is_answered_like_the_first(self):
         # More than there are threads, so that each thread has had some before.
-        first = self.exchange(b"nonsense\r\n\r\n")
+        first = self.talk(b"nonsense\r\n\r\n")
         for _ in range(150):
-            self.assertEqual(self.exchange(b"nonsense\r\n\r\n"), first)
+            self.assertEqual(self.talk(b"nonsense\r\n\r\n"), first)
 
     def test_what_follows_nonsense_is_not_carried_out(self):
         hidden = (f"GET {REMOVE}?activationId=25 HTTP/1.1\r\nCookie: {self.user.cookie}\r\n"
                   "Content-Length: 0\r\n\r\n").encode()
         for first in (b"nonsense\r\n\r\n",
                       b"GET / HTTP/1.1\r\nContent-Length: %d\r\n\r\n" % len(hidden)):
-            reply = self.exchange(first + hidden)
+            reply = self.talk(first + hidden)
             self.assertEqual(reply.count(b"HTTP/1.1 "), 1)
             self.assertIn(b"HTTP/1.1 400", reply)
 
@@ -266,7 +266,7 @@ class RawBytes(BadInputTestCase):
         body = encode({"posted": f"[{GOOD}]"}).encode()
         head = (f"POST {ACTIVATE} HTTP/1.1\r\nHost: localhost\r\nContent-Type: {FORM}\r\n"
                 f"Cookie: {self.user.cookie}\r\nContent-Length: {len(body) + 1}\r\n\r\n").encode()
-        self.exchange(head + body, wait=False)
+        self.talk(head + body, wait=False)
 
     def test_lengths_that_are_none(self):
         body = encode({"posted": f"[{GOOD}]"})
@@ -274,7 +274,7 @@ class RawBytes(BadInputTestCase):
             with self.subTest(length=length):
                 head = (f"POST {ACTIVATE} HTTP/1.1\r\nHost: localhost\r\nContent-Type: {FORM}\r\n"
                         f"Cookie: {self.user.cookie}\r\nContent-Length: {length}\r\n\r\n")
-                self.exchange((head + body).encode(), wait=False)
+                self.talk((head + body).encode(), wait=False)
 
     def test_connections_without_a_word(self):
         for _ in range(40):

@@ -5,10 +5,10 @@
 #include "target.h"
 
 #include "sandbox/connections.h"
+#include "sandbox/database.h"
 #include "sandbox/endpoints.h"
-#include "sandbox/exchange.h"
+#include "sandbox/httphandlers.h"
 #include "sandbox/seed.h"
-#include "sandbox/store.h"
 
 #include <httplib.h>
 #include <nlohmann/json.hpp>
@@ -254,8 +254,8 @@ private:
         std::string folder = std::filesystem::temp_directory_path() / "veltrano-fuzz-XXXXXX";
         mustHold(mkdtemp(folder.data()) != nullptr, "there is a place for files");
         {
-            const Store store = openStore(folder + "/sandbox.db", false, Today);
-            copy(store.database.handle(), m_first.handle());
+            const LockedDatabase data = openDatabase(folder + "/sandbox.db", false, Today);
+            copy(data.database.handle(), m_first.handle());
         }
         std::filesystem::remove_all(folder);
     }

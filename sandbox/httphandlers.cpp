@@ -1,16 +1,14 @@
 // From a request's bytes to the service and back.
 
-#include "exchange.h"
+#include "httphandlers.h"
 
 #include "connections.h"
 #include "endpoints.h"
-#include "log.h"
+#include "requestlog.h"
 
 #include <httplib.h>
 
-#include <array>
 #include <chrono>
-#include <cstdio>
 #include <string>
 #include <string_view>
 
@@ -25,12 +23,10 @@ constexpr std::size_t MaxForm = std::size_t{1} << 20U;
 constexpr std::size_t MaxSwallowed = std::size_t{64} << 20U;
 constexpr std::size_t MaxPath = 100;
 
-/// What the log line tells of the request that this thread is answering.
+/// Of the request that this thread is answering.
 struct Note
 {
-    std::chrono::steady_clock::time_point start;
-    std::string code = "-";
-    int session = 0;
+    RequestNote forLog;
     bool answered = false;
     bool counted = false;
 };
@@ -44,8 +40,8 @@ Note &note()
 void writeHead(httplib::Response &response, const Reply &reply)
 {
     note().answered = true;
-    note().code = reply.code;
-    note().session = reply.session;
+    note().forLog.result = reply.code;
+    note().forLog.session = reply.session;
     response.status = reply.status;
     // Removing and renaming are GET requests: no reply may ever come out of a cache.
     response.set_header("Cache-Control", "no-store");
@@ -175,7 +171,7 @@ bool answerWithoutBody(Service &service, std::atomic<int> &underWay,
                        const httplib::Request &request, httplib::Response &response)
 {
     note() = Note();
-    note().start = std::chrono::steady_clock::now();
+    note().forLog.start = std::chrono::steady_clock::now();
     // A range is a wish that a service may pass over; the library would cut our JSON to pieces.
     const_cast<httplib::Request &>(request).ranges.clear();
     if (!bodyIsAnnounced(request)) {
@@ -204,23 +200,12 @@ void answerNonsense(const httplib::Request &, httplib::Response &response)
                                                                  : "This is no request."));
 }
 
-void logRequest(const httplib::Request &request, httplib::Response &response)
+void endReply(const httplib::Request &request, httplib::Response &response)
 {
     // The library promises to keep the connection whatever we do.
     if (response.get_header_value("Connection") == "close")
         response.headers.erase("Keep-Alive");
-    using Milliseconds = std::chrono::duration<double, std::milli>;
-    const auto none = std::chrono::steady_clock::time_point();
-    const Milliseconds took =
-        note().start == none ? Milliseconds(0) : std::chrono::steady_clock::now() - note().start;
-    std::array<char, 40> milliseconds{};
-    std::snprintf(milliseconds.data(), milliseconds.size(), "%.1f", took.count());
-    const std::string session = note().session == 0 ? "-" : std::to_string(note().session);
-    // The path only: a query may hold names, and by a client's mistake passwords.
-    const std::string method = request.method.empty() ? "-" : printable(request.method);
-    const std::string path = request.path.empty() ? "-" : printable(request.path);
-    logLine(timeStamp() + " " + method + " " + path + " " + std::to_string(response.status) + " " +
-            note().code + " " + milliseconds.data() + "ms session=" + session);
+    logRequest(request.method, request.path, response.status, note().forLog);
 }
 
 /// Runs when the reply is sent, or could not be.
@@ -255,6 +240,6 @@ void serve(httplib::Server &server, Service &service, std::atomic<int> &underWay
     server.Delete(".*", withBody);
     server.set_error_handler(httplib::Server::Handler(answerNonsense));
     // Before the reply is sent: who has read it finds its line in the log.
-    server.set_post_routing_handler(logRequest);
+    server.set_post_routing_handler(endReply);
     server.set_logger([&](const Request &, const Response &) { finish(underWay); });
 }

@@ -1,10 +1,10 @@
 // The account's groups and trackers: what the lists show, and changes that cost nothing.
 
-#ifndef SANDBOX_ROSTER_H
-#define SANDBOX_ROSTER_H
+#ifndef SANDBOX_TRACKERS_H
+#define SANDBOX_TRACKERS_H
 
 #include "calendar.h"
-#include "database.h"
+#include "sqlite.h"
 
 #include <nlohmann/json.hpp>
 
@@ -39,4 +39,4 @@ void renameTracker(Database &database, std::int64_t account, const std::string &
 void setProfile(Database &database, std::int64_t account, const std::string &extend,
                 const std::vector<std::string> &serials);
 
-#endif // SANDBOX_ROSTER_H
+#endif // SANDBOX_TRACKERS_H

@@ -3,7 +3,7 @@
 
 #include "target.h"
 
-#include "sandbox/posted.h"
+#include "sandbox/postedjson.h"
 #include "sandbox/refusals.h"
 
 #include <nlohmann/json.hpp>

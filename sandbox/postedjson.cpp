@@ -1,6 +1,6 @@
 // Reading the JSON array of the commands.
 
-#include "posted.h"
+#include "postedjson.h"
 
 #include "refusals.h"
 

@@ -1,7 +1,7 @@
 // The JSON array that the two commands for several trackers carry.
 
-#ifndef SANDBOX_POSTED_H
-#define SANDBOX_POSTED_H
+#ifndef SANDBOX_POSTEDJSON_H
+#define SANDBOX_POSTEDJSON_H
 
 #include <string>
 #include <vector>
@@ -21,4 +21,4 @@ std::vector<PostedPeriod> periodsFromJson(const std::string &text);
 /// Reads [{"deviceSn": ...}, ...] in the same way.
 std::vector<std::string> serialsFromJson(const std::string &text);
 
-#endif // SANDBOX_POSTED_H
+#endif // SANDBOX_POSTEDJSON_H

@@ -1,6 +1,6 @@
 // Groups and trackers.
 
-#include "roster.h"
+#include "trackers.h"
 
 #include "money.h"
 #include "numbers.h"

@@ -1,7 +1,7 @@
-// What is said on a connection: from a request's bytes to the service and back, and the log of it.
+// What is said on a connection: from a request's bytes to the service and back.
 
-#ifndef SANDBOX_EXCHANGE_H
-#define SANDBOX_EXCHANGE_H
+#ifndef SANDBOX_HTTPHANDLERS_H
+#define SANDBOX_HTTPHANDLERS_H
 
 #include <atomic>
 
@@ -15,4 +15,4 @@ class Service;
 /// is not yet sent. The service and the counter must outlive the server.
 void serve(httplib::Server &server, Service &service, std::atomic<int> &underWay);
 
-#endif // SANDBOX_EXCHANGE_H
+#endif // SANDBOX_HTTPHANDLERS_H

@@ -1,0 +1,73 @@
+// The log line of each request.
+
+#include "requestlog.h"
+
+#include "log.h"
+
+#include <array>
+#include <cstdio>
+#include <ctime>
+#include <string_view>
+
+namespace {
+constexpr std::size_t MaxPrinted = 200;
+
+/// The local time as "2026-03-01T09:30:00.125".
+std::string timeStamp()
+{
+    const auto now = std::chrono::system_clock::now();
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
+    const auto sinceEpoch =
+        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch());
+    std::tm local{};
+    localtime_r(&seconds, &local);
+
+    std::array<char, 40> whole{};
+    std::strftime(whole.data(), whole.size(), "%Y-%m-%dT%H:%M:%S", &local);
+    std::array<char, 50> text{};
+    std::snprintf(text.data(), text.size(), "%s.%03d", whole.data(),
+                  static_cast<int>(sinceEpoch.count() % 1000));
+    return text.data();
+}
+
+/// The text as it may stand in a log line: at most 200 bytes, everything but printable ASCII as
+/// %XX; a dash where there is none.
+std::string printable(std::string_view text)
+{
+    static constexpr char Hex[] = "0123456789ABCDEF";
+    if (text.empty())
+        return "-";
+    std::string result;
+    for (const char c : text.substr(0, MaxPrinted)) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte > 0x20 && byte < 0x7f) {
+            result += c;
+        } else {
+            result += '%';
+            result += Hex[byte >> 4U];
+            result += Hex[byte & 15U];
+        }
+    }
+    if (text.size() > MaxPrinted)
+        result += "...";
+    return result;
+}
+
+std::string millisecondsSince(std::chrono::steady_clock::time_point start)
+{
+    using Milliseconds = std::chrono::duration<double, std::milli>;
+    const bool began = start != std::chrono::steady_clock::time_point();
+    const Milliseconds took = began ? std::chrono::steady_clock::now() - start : Milliseconds(0);
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "%.1f", took.count());
+    return text.data();
+}
+} // namespace
+
+void logRequest(const std::string &method, const std::string &path, int status,
+                const RequestNote &note)
+{
+    logLine(timeStamp() + " " + printable(method) + " " + printable(path) + " " +
+            std::to_string(status) + " " + note.result + " " + millisecondsSince(note.start) +
+            "ms session=" + (note.session == 0 ? "-" : std::to_string(note.session)));
+}
