@@ -257,7 +257,7 @@ void measureSchedule(int iTrackers)
     for (int i = 0; i < Runs; ++i) {
         table.clickSelection("Select All");
         PaintWatch watch(table.view()->viewport(), [&] {
-            return table.model()->rowCount() == iTrackers && tickedTrackerCount(table.model()) == 0;
+            return table.model()->rowCount() == iTrackers && tickedSerialNumbers(table.model()).isEmpty();
         });
         QElapsedTimer timer;
         BoxAnswers answers({QMessageBox::Yes});

@@ -1,9 +1,19 @@
 // The one progress bar, driven by every transfer that reports its progress.
 
+// The bar is the window's, and so is the slot: a slot has to belong to an object.
 #include "ui_mainwindow.h"
 #include "window/mainwindow.h"
 
 #include <QDebug>
+#include <QNetworkReply>
+
+void MainWindow::FollowDownload(QNetworkReply *pReply)
+{
+    // clang-format off
+    connect(pReply, SIGNAL(downloadProgress(qint64,qint64)),
+            this, SLOT(onUploadProgress(qint64,qint64)));
+    // clang-format on
+}
 
 void MainWindow::onUploadProgress(qint64 sent, qint64 total)
 {

@@ -11,16 +11,25 @@
 #include <QUrl>
 #include <QUrlQuery>
 
+namespace {
 QUrl serviceUrl(const QString &strPath)
 {
     return QUrl("https://" + serviceHost() + strPath);
 }
+} // namespace
 
 QNetworkRequest formRequest(const QString &strPath)
 {
     QNetworkRequest request(serviceUrl(strPath));
     request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
     return request;
+}
+
+QNetworkRequest queryRequest(const QString &strPath, const QUrlQuery &items)
+{
+    QUrl url = serviceUrl(strPath);
+    url.setQuery(items);
+    return QNetworkRequest(url);
 }
 
 QByteArray formBody(const QUrlQuery &items)

@@ -6,14 +6,15 @@ class QNetworkAccessManager;
 class QNetworkReply;
 class QNetworkRequest;
 class QString;
-class QUrl;
 class QUrlQuery;
 
-/// The address of one endpoint; strPath begins with a slash.
-QUrl serviceUrl(const QString &strPath);
+// Every strPath is an endpoint's and begins with a slash.
 
-/// A request to one endpoint that carries the content type of a form post.
+/// A request that carries the content type of a form post; also for a get without items.
 QNetworkRequest formRequest(const QString &strPath);
+
+/// A request with the items in its address and without a content type.
+QNetworkRequest queryRequest(const QString &strPath, const QUrlQuery &items);
 
 /// The body of a form post: blanks and non-ASCII characters stay, "&" and "=" inside a value are
 /// percent-encoded.

@@ -96,6 +96,7 @@ private slots:
 
     void address();
     void formRequestHeader();
+    void queryRequestItems();
     void formBodies_data();
     void formBodies();
     void replyObjects_data();
@@ -168,16 +169,26 @@ void TestRequests::cleanup()
 void TestRequests::address()
 {
     setServicePort(18443);
-    QCOMPARE(serviceUrl("/bslogin.php"), QUrl("https://localhost:18443/bslogin.php"));
-    QCOMPARE(serviceUrl("/bslogin.php").scheme(), QString("https"));
+    const QUrl address("https://localhost:18443/bslogin.php");
+    QCOMPARE(formRequest("/bslogin.php").url(), address);
+    QCOMPARE(queryRequest("/bslogin.php", QUrlQuery()).url().adjusted(QUrl::RemoveQuery), address);
 }
 
 void TestRequests::formRequestHeader()
 {
     const QNetworkRequest request = formRequest("/bslogin.php");
-    QCOMPARE(request.url(), serviceUrl("/bslogin.php"));
     QCOMPARE(request.rawHeaderList(), QList<QByteArray>{"Content-Type"});
     QCOMPARE(request.rawHeader("Content-Type"), QByteArray("application/x-www-form-urlencoded"));
+}
+
+void TestRequests::queryRequestItems()
+{
+    QUrlQuery items;
+    items.addQueryItem("fx", "getInfo");
+    items.addQueryItem("SN", "A&B");
+    const QNetworkRequest request = queryRequest("/info.php", items);
+    QCOMPARE(request.url().query(QUrl::FullyEncoded), QString("fx=getInfo&SN=A%26B"));
+    QCOMPARE(request.rawHeaderList(), QList<QByteArray>());
 }
 
 void TestRequests::formBodies_data()

@@ -17,10 +17,9 @@
 #include <QNetworkRequest>
 #include <QUrlQuery>
 
-void MainWindow::onActivateButton(bool bClick)
+void MainWindow::onActivateButton(bool)
 {
-    Q_UNUSED(bClick)
-    const int iCount = tickedTrackerCount(m_pTrackerModel);
+    const int iCount = tickedSerialNumbers(m_pTrackerModel).size();
     if (iCount == 0)
         return;
 
@@ -31,19 +30,23 @@ void MainWindow::onActivateButton(bool bClick)
 
     // The table may be another one by now: what is ticked in it at this moment is what is sent.
     QJsonArray posted;
-    forEachTickedTracker(m_pTrackerModel, [&](const QString &strSerialNumber) {
+    const QStringList serialNumbers = tickedSerialNumbers(m_pTrackerModel);
+    for (const QString &strSerialNumber : serialNumbers) {
         posted << QJsonObject{{"deviceSn", strSerialNumber},
                               {"start", serviceDate(ui->calendarWidget->selectedDate())},
                               {"days", ui->weeksSpinBox->text()}};
-    });
+    }
     const QByteArray baJson = QJsonDocument(posted).toJson();
     qInfo() << baJson;
     QUrlQuery items;
     items.addQueryItem("posted", baJson);
+    PostCommand("/activateTrackers.php", items);
+}
 
+void MainWindow::PostCommand(const QString &strPath, const QUrlQuery &items)
+{
     ui->progressBar->setVisible(true);
-    QNetworkReply *pReply =
-        postOnce(m_pNetManager, formRequest("/activateTrackers.php"), formBody(items));
+    QNetworkReply *pReply = postOnce(m_pNetManager, formRequest(strPath), formBody(items));
     connect(pReply, SIGNAL(finished()), this, SLOT(onDoneActivations()));
     // clang-format off
     connect(pReply, SIGNAL(uploadProgress(qint64,qint64)),

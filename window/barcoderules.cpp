@@ -11,6 +11,18 @@ constexpr int LineLength = SerialNumberLength + 2; // the check character and th
 constexpr char Zero = '0';
 constexpr int WeightedZeros = (4 * 3 + 3) * Zero;
 constexpr int Base = 10;
+
+/// Reads the first eight bytes, which must be there.
+bool hasRightCheckCharacter(const QByteArray &baCode)
+{
+    // Signed on every machine; plain char is not.
+    const auto *pCode = reinterpret_cast<const qint8 *>(baCode.constData());
+    const auto iSum = static_cast<qint16>(3 * (pCode[0] + pCode[2] + pCode[4] + pCode[6]) +
+                                          pCode[1] + pCode[3] + pCode[5] - WeightedZeros);
+    // A result of 10 stays 10, because the labels are printed so. Whether the characters are digits
+    // is not checked; characters below the digit zero can make the sum and the remainder negative.
+    return pCode[SerialNumberLength] - Zero == Base - iSum % Base;
+}
 } // namespace
 
 bool endsLine(const QByteArray &baChunk)
@@ -23,20 +35,9 @@ bool isSerialNumberLine(const QByteArray &baLine)
     return baLine.size() == LineLength && endsLine(baLine) && hasRightCheckCharacter(baLine);
 }
 
-bool hasRightCheckCharacter(const QByteArray &baCode)
-{
-    // Signed on every machine; plain char is not.
-    const auto *pCode = reinterpret_cast<const qint8 *>(baCode.constData());
-    const auto iSum = static_cast<qint16>(3 * (pCode[0] + pCode[2] + pCode[4] + pCode[6]) +
-                                          pCode[1] + pCode[3] + pCode[5] - WeightedZeros);
-    // Not reduced once more, so 10 stays 10: the labels are printed so. Nothing asks whether the
-    // characters are digits; below the digit zero the sum, and with it the remainder, is negative.
-    return pCode[SerialNumberLength] - Zero == Base - iSum % Base;
-}
-
 QString scannedSerialNumber(const QByteArray &baLine)
 {
-    // A zero byte ends the text, whatever the framework's conversion of a whole array does with it.
+    // A zero byte ends the serial number; converting the whole array would keep what follows it.
     const auto iLength = static_cast<int>(qstrnlen(baLine.constData(), SerialNumberLength));
     return QString::fromUtf8(baLine.constData(), iLength);
 }

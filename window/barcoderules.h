@@ -6,22 +6,17 @@
 class QByteArray;
 class QString;
 
-/// Whether these bytes of the reader are the last ones of a line. Ask it of what came last, not of
-/// all that came.
+/// Whether a line ends with these bytes of the reader. Give it only the bytes that came last.
 bool endsLine(const QByteArray &baChunk);
 
-/// Whether the line is a serial number's code: seven characters, the check character that they ask
-/// for, a carriage return.
+/// Whether the line is the code of a serial number: seven characters, their check character, a
+/// carriage return.
+///
+/// For digits the check character is the check digit of an EAN-8 code, but for one case: where that
+/// would be 0, it is the colon, the character after the digit nine.
 bool isSerialNumberLine(const QByteArray &baLine);
 
-/// Whether the eighth character is the one that the seven before it ask for; more are not looked
-/// at.
-///
-/// For digits it is the check digit that an EAN-8 code prints, but for one case: where that would
-/// be 0, it is the colon, the character after the digit nine.
-bool hasRightCheckCharacter(const QByteArray &baCode);
-
-/// The serial number in an accepted line.
+/// The serial number in a line that isSerialNumberLine() accepts.
 QString scannedSerialNumber(const QByteArray &baLine);
 
 /// The number by which serial numbers are compared, so that leading zeros do not matter; 0 for a

@@ -53,19 +53,14 @@ void MainWindow::onGroupChanged(int iIdx)
 
     QUrlQuery items;
     items.addQueryItem("idgroup", ui->groupComboBox->itemData(iIdx).toString());
-    QUrl url = serviceUrl("/bsGetGroupTrackers.php");
-    url.setQuery(items);
 
     m_pTrackerModel->clear();
     ui->numberTrackers->setText(QString());
     ui->progressBar->setVisible(true);
 
-    QNetworkReply *pReply = m_pNetManager->get(QNetworkRequest(url));
+    QNetworkReply *pReply = m_pNetManager->get(queryRequest("/bsGetGroupTrackers.php", items));
     connect(pReply, SIGNAL(finished()), this, SLOT(onGetTrackersResult()));
-    // clang-format off
-    connect(pReply, SIGNAL(downloadProgress(qint64,qint64)),
-            this, SLOT(onUploadProgress(qint64,qint64)));
-    // clang-format on
+    FollowDownload(pReply);
 }
 
 void MainWindow::onButtonRefresh(bool)
@@ -74,8 +69,7 @@ void MainWindow::onButtonRefresh(bool)
     connect(pReply, SIGNAL(finished()), this, SLOT(onGetGroupsResult()));
 }
 
-void MainWindow::onNewGroup(bool bClicked)
+void MainWindow::onNewGroup(bool)
 {
     // Groups are made by the service's owner; the button keeps its place and does nothing.
-    Q_UNUSED(bClicked)
 }

@@ -32,9 +32,8 @@ void showError(QWidget *pParent, const QString &strTitle, const QString &strText
 }
 } // namespace
 
-void MainWindow::onLoginClicked(bool bClick)
+void MainWindow::onLoginClicked(bool)
 {
-    Q_UNUSED(bClick)
     if (m_bLoggedIn) {
         Logout();
         return;

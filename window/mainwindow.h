@@ -9,8 +9,10 @@
 #include <QString>
 
 class QNetworkAccessManager;
+class QNetworkReply;
 class QSettings;
 class QStandardItemModel;
+class QUrlQuery;
 
 namespace Ui {
 class MainWindow;
@@ -86,6 +88,10 @@ private:
     // login.cpp
     void Login();
     void Logout();
+    // activation.cpp, how every command on the ticked trackers ends
+    void PostCommand(const QString &strPath, const QUrlQuery &items);
+    // service/progress.cpp
+    void FollowDownload(QNetworkReply *pReply);
 
     Ui::MainWindow *ui = nullptr; // ours to delete; the widgets are the window's
     bool m_bLoggedIn = false;

@@ -6,24 +6,19 @@
 #include "bookingrules.h"
 #include "trackertable.h"
 
-#include "service/request.h"
-
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMessageBox>
-#include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QUrlQuery>
 
-void MainWindow::setProfileButton(bool bClick)
+void MainWindow::setProfileButton(bool)
 {
-    Q_UNUSED(bClick)
     if (!sender())
         return;
     const bool bNormal = sender()->objectName() == "normalProfile";
 
-    const int iCount = tickedTrackerCount(m_pTrackerModel);
+    const int iCount = tickedSerialNumbers(m_pTrackerModel).size();
     if (iCount == 0)
         return;
 
@@ -33,19 +28,11 @@ void MainWindow::setProfileButton(bool bClick)
         return;
 
     QJsonArray posted;
-    forEachTickedTracker(m_pTrackerModel, [&](const QString &strSerialNumber) {
+    const QStringList serialNumbers = tickedSerialNumbers(m_pTrackerModel);
+    for (const QString &strSerialNumber : serialNumbers)
         posted << QJsonObject{{"deviceSn", strSerialNumber}};
-    });
     QUrlQuery items;
     items.addQueryItem("extend", bNormal ? "N" : "Y");
     items.addQueryItem("posted", QJsonDocument(posted).toJson());
-
-    ui->progressBar->setVisible(true);
-    QNetworkReply *pReply =
-        postOnce(m_pNetManager, formRequest("/extendTrackers.php"), formBody(items));
-    connect(pReply, SIGNAL(finished()), this, SLOT(onDoneActivations()));
-    // clang-format off
-    connect(pReply, SIGNAL(uploadProgress(qint64,qint64)),
-            this, SLOT(onUploadProgress(qint64,qint64)));
-    // clang-format on
+    PostCommand("/extendTrackers.php", items);
 }

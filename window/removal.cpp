@@ -15,13 +15,12 @@
 #include <QUrlQuery>
 
 namespace {
-constexpr int NotRemovable = -1;
-
-/// The activation's id, 0 or more, if the index is a period that is still pending.
+/// The activation's id if the index is a period that is still pending, else -1. An id below 0 is
+/// none that can be removed.
 int removableActivation(const QModelIndex &index)
 {
     if (!index.parent().isValid() || index.data(ActivationDoneRole).toInt() != 0)
-        return NotRemovable;
+        return -1;
     return index.data(ActivationIdRole).toInt();
 }
 } // namespace
@@ -33,16 +32,14 @@ void MainWindow::onTrackerContextMenuRequested(QPoint pnt)
     const int iActivation = removableActivation(index);
 
     QMenu menu;
-    const QAction *pRemove = iActivation > NotRemovable ? menu.addAction("Remove") : nullptr;
+    const QAction *pRemove = iActivation >= 0 ? menu.addAction("Remove") : nullptr;
     // An empty menu is executed as well. Behind this line the table may be another one.
     const QAction *pChosen = menu.exec(ui->treeView->mapToGlobal(pnt));
     if (pChosen && pChosen == pRemove) {
         qInfo() << "Remove:" << iActivation;
         QUrlQuery items;
         items.addQueryItem("activationId", QString("%1").arg(iActivation));
-        QUrl url = serviceUrl("/removeActivation.php");
-        url.setQuery(items);
-        QNetworkReply *pReply = m_pNetManager->get(QNetworkRequest(url));
+        QNetworkReply *pReply = m_pNetManager->get(queryRequest("/removeActivation.php", items));
         connect(pReply, SIGNAL(finished()), this, SLOT(onDoneActivations()));
     }
     qInfo() << iTrackerRow;

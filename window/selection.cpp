@@ -5,7 +5,7 @@
 
 #include "trackertable.h"
 
-#include <QStandardItemModel>
+#include <QTreeView>
 
 namespace {
 /// Only opens a protected member of the view.
@@ -23,31 +23,26 @@ void deferLayout(QTreeView *pView)
     (pView->*(&LayoutAccess::scheduleDelayedItemsLayout))();
 }
 
-void setTick(QStandardItemModel *pModel, const QModelIndex &serialNumber, Qt::CheckState state)
+/// Ticks every tracker that is not ticked, or unticks every one that is: a half-checked one is not.
+/// Those that the operator can't tick by hand are included.
+void tickAll(QTreeView *pView, Qt::CheckState state)
 {
-    pModel->setData(serialNumber, static_cast<int>(state), Qt::CheckStateRole);
+    deferLayout(pView);
+    QAbstractItemModel *pModel = pView->model();
+    for (int iRow = 0; iRow < pModel->rowCount(); ++iRow) {
+        const QModelIndex serialNumber = pModel->index(iRow, SerialNumberColumn);
+        if (isTicked(serialNumber) != (state == Qt::Checked))
+            pModel->setData(serialNumber, static_cast<int>(state), Qt::CheckStateRole);
+    }
 }
 } // namespace
 
-void MainWindow::onSelectAll(bool clicked)
+void MainWindow::onSelectAll(bool)
 {
-    Q_UNUSED(clicked)
-    deferLayout(ui->treeView);
-    // Rows that the operator can't tick by hand are ticked too.
-    for (int iRow = 0; iRow < m_pTrackerModel->rowCount(); ++iRow) {
-        const QModelIndex serialNumber = m_pTrackerModel->index(iRow, SerialNumberColumn);
-        if (!isTicked(serialNumber))
-            setTick(m_pTrackerModel, serialNumber, Qt::Checked);
-    }
+    tickAll(ui->treeView, Qt::Checked);
 }
 
-void MainWindow::onSelectNone(bool clicked)
+void MainWindow::onSelectNone(bool)
 {
-    Q_UNUSED(clicked)
-    deferLayout(ui->treeView);
-    for (int iRow = 0; iRow < m_pTrackerModel->rowCount(); ++iRow) {
-        const QModelIndex serialNumber = m_pTrackerModel->index(iRow, SerialNumberColumn);
-        if (isTicked(serialNumber))
-            setTick(m_pTrackerModel, serialNumber, Qt::Unchecked);
-    }
+    tickAll(ui->treeView, Qt::Unchecked);
 }

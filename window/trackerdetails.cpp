@@ -18,6 +18,8 @@
 #include <QUrlQuery>
 
 namespace {
+const char *const TrackerInfoPath = "/bsGetGroupTrackerInfo.php";
+
 void logActivation(const QModelIndex &index)
 {
     const QModelIndex tracker = index.parent();
@@ -25,13 +27,6 @@ void logActivation(const QModelIndex &index)
     qInfo() << index.data().toString();
     qInfo() << index.data(ActivationDoneRole).toInt();
     qInfo() << index.data(ActivationIdRole).toInt();
-}
-
-QUrl trackerInfoUrl(const QUrlQuery &items)
-{
-    QUrl url = serviceUrl("/bsGetGroupTrackerInfo.php");
-    url.setQuery(items);
-    return url;
 }
 } // namespace
 
@@ -53,12 +48,9 @@ void MainWindow::onTrackerDoubleClick(QModelIndex mindex)
     items.addQueryItem("fx", "getInfo");
     items.addQueryItem("groupId", strGroup); // the whole text: the service takes the id from it
     items.addQueryItem("SN", strSerialNumber);
-    QNetworkReply *pReply = m_pNetManager->get(QNetworkRequest(trackerInfoUrl(items)));
+    QNetworkReply *pReply = m_pNetManager->get(queryRequest(TrackerInfoPath, items));
     connect(pReply, SIGNAL(finished()), this, SLOT(onGotTrackerDetail()));
-    // clang-format off
-    connect(pReply, SIGNAL(downloadProgress(qint64,qint64)),
-            this, SLOT(onUploadProgress(qint64,qint64)));
-    // clang-format on
+    FollowDownload(pReply);
 }
 
 void MainWindow::onGotTrackerDetail()
@@ -80,12 +72,9 @@ void MainWindow::onGotTrackerDetail()
         items.addQueryItem("groupId", ui->groupComboBox->currentText());
         items.addQueryItem("SN", reply["SN"].toString());
         items.addQueryItem("name", pDialog->getName());
-        QNetworkReply *pSaveReply = m_pNetManager->get(QNetworkRequest(trackerInfoUrl(items)));
+        QNetworkReply *pSaveReply = m_pNetManager->get(queryRequest(TrackerInfoPath, items));
         connect(pSaveReply, SIGNAL(finished()), this, SLOT(onSavedTrackerDetail()));
-        // clang-format off
-        connect(pSaveReply, SIGNAL(downloadProgress(qint64,qint64)),
-                this, SLOT(onUploadProgress(qint64,qint64)));
-        // clang-format on
+        FollowDownload(pSaveReply);
     }
     delete pDialog;
 }

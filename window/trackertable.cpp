@@ -10,19 +10,13 @@ bool isTicked(const QModelIndex &serialNumber)
     return serialNumber.data(Qt::CheckStateRole).toInt() == Qt::Checked;
 }
 
-void forEachTickedTracker(const QStandardItemModel *pModel,
-                          const std::function<void(const QString &)> &action)
+QStringList tickedSerialNumbers(const QStandardItemModel *pModel)
 {
+    QStringList serialNumbers;
     for (int iRow = 0; iRow < pModel->rowCount(); ++iRow) {
         const QModelIndex serialNumber = pModel->index(iRow, SerialNumberColumn);
         if (isTicked(serialNumber))
-            action(serialNumber.data().toString());
+            serialNumbers << serialNumber.data().toString();
     }
-}
-
-int tickedTrackerCount(const QStandardItemModel *pModel)
-{
-    int iCount = 0;
-    forEachTickedTracker(pModel, [&](const QString &) { ++iCount; });
-    return iCount;
+    return serialNumbers;
 }

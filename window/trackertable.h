@@ -1,13 +1,10 @@
 #ifndef WINDOW_TRACKERTABLE_H
 #define WINDOW_TRACKERTABLE_H
 
-#include <Qt>
-
-#include <functional>
+#include <QStringList>
 
 class QModelIndex;
 class QStandardItemModel;
-class QString;
 
 /// The columns of a tracker's top-level row. Only the first carries a tick, a light, a tool tip and
 /// the activation periods as its child rows.
@@ -28,11 +25,8 @@ enum ActivationRole {
 /// Whether the tracker whose column-0 index this is is ticked.
 bool isTicked(const QModelIndex &serialNumber);
 
-/// Hands over the serial number of every ticked tracker, in row order. The row count is read anew
-/// at every step.
-void forEachTickedTracker(const QStandardItemModel *pModel,
-                          const std::function<void(const QString &strSerialNumber)> &action);
-
-int tickedTrackerCount(const QStandardItemModel *pModel);
+/// The serial number of every ticked tracker, in row order. The row count is read anew at every
+/// step.
+QStringList tickedSerialNumbers(const QStandardItemModel *pModel);
 
 #endif // WINDOW_TRACKERTABLE_H
