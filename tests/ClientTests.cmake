@@ -54,6 +54,7 @@ foreach(name IN ITEMS
         tst_requests
         tst_resources
         tst_selection
+        tst_trackerdelegate
         tst_trackers
         tst_window)
     veltrano_add_test(${name})

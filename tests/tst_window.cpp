@@ -10,7 +10,6 @@
 #include <QComboBox>
 #include <QContextMenuEvent>
 #include <QDialogButtonBox>
-#include <QHelpEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMetaMethod>
@@ -21,8 +20,6 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardItemModel>
-#include <QTextDocument>
-#include <QToolTip>
 #include <QTranslator>
 #include <QTreeView>
 
@@ -140,22 +137,6 @@ QStringList allProperties(const QWidget *pWindow)
     }
     return lines;
 }
-
-/// What an open tool tip reads as.
-QString tipAsRead()
-{
-    QTextDocument document;
-    if (!Qt::mightBeRichText(QToolTip::text()))
-        return QToolTip::text();
-    document.setHtml(QToolTip::text());
-    return document.toPlainText();
-}
-
-/// The files that a tool tip's text would load.
-bool tipNamesFiles()
-{
-    return Qt::mightBeRichText(QToolTip::text()) && QToolTip::text().contains("<img");
-}
 } // namespace
 
 class TestWindow : public QObject
@@ -203,9 +184,6 @@ private slots:
     void newGroupDoesNothing();
     void returnInUserFieldDoesNothing();
 
-    void toolTips_data();
-    void toolTips();
-    void toolTipOfNothing();
 
 private:
     template <typename Widget>
@@ -216,7 +194,6 @@ private:
     void logIn();
     QStandardItemModel *model() const;
     /// Whether someone took the question for a tip.
-    bool showTip(const QString &strTip);
 
     std::unique_ptr<ScriptedServer> m_pServer;
     std::unique_ptr<MainWindow> m_pWindow;
@@ -689,52 +666,6 @@ void TestWindow::returnInUserFieldDoesNothing()
     QCOMPARE(clicked.size(), 0);
     QCOMPARE(allProperties(m_pWindow.get()), before);
     QCOMPARE(m_pServer->connections(), 0);
-}
-
-void TestWindow::toolTips_data()
-{
-    QTest::addColumn<QString>("tip");
-    QTest::newRow("plain") << "other groups:12,40";
-    QTest::newRow("markup") << "<b>other</b> groups";
-    QTest::newRow("escaped bracket") << "&lt;b&gt;";
-    QTest::newRow("ampersand before markup") << "a & b <i>c</i>";
-    QTest::newRow("names a file") << "<img src='file:///dev/zero'>";
-    QTest::newRow("a whole page") << "<html><body>x</body></html>";
-    QTest::newRow("XML") << "<?xml version='1.0'?>x";
-    QTest::newRow("quotation marks") << "<a href=\"x\">'y'</a>";
-    QTest::newRow("blanks and line breaks beside markup") << "<b>a   b</b>\n\nc";
-}
-
-bool TestWindow::showTip(const QString &strTip)
-{
-    auto *pItem = new QStandardItem("1000001");
-    pItem->setToolTip(strTip);
-    model()->appendRow(pItem);
-    m_pWindow->show();
-    auto *pTree = widget<QTreeView>("treeView");
-    const QPoint point = pTree->visualRect(pItem->index()).center();
-    QHelpEvent event(QEvent::ToolTip, point, pTree->viewport()->mapToGlobal(point));
-    QCoreApplication::sendEvent(pTree->viewport(), &event);
-    return event.isAccepted();
-}
-
-void TestWindow::toolTips()
-{
-    QFETCH(QString, tip);
-    QToolTip::hideText();
-    QVERIFY(showTip(tip)); // or whatever is behind the table would be asked for a tip, too
-    QCOMPARE(tipAsRead(), tip);
-    QVERIFY(QToolTip::isVisible());
-    QVERIFY(!tipNamesFiles());
-}
-
-void TestWindow::toolTipOfNothing()
-{
-    showTip("other groups:12");
-    QCOMPARE(QToolTip::text(), QString("other groups:12"));
-    model()->clear();
-    showTip(QString());
-    QTRY_VERIFY(!QToolTip::isVisible());
 }
 
 VELTRANO_TEST_MAIN(TestWindow)

@@ -4,7 +4,7 @@
 #include "ui_mainwindow.h"
 
 #include "hangups.h"
-#include "plaintooltips.h"
+#include "trackerdelegate.h"
 
 #include <QDebug>
 #include <QNetworkAccessManager>
@@ -45,7 +45,7 @@ void MainWindow::SetupTrackerView()
 {
     m_pTrackerModel = new QStandardItemModel;
     ui->treeView->setModel(m_pTrackerModel);
-    ui->treeView->setItemDelegate(new PlainToolTips(ui->treeView));
+    ui->treeView->setItemDelegate(new TrackerDelegate(ui->treeView));
     // clang-format off
     connect(ui->treeView, SIGNAL(doubleClicked(QModelIndex)),
             this, SLOT(onTrackerDoubleClick(QModelIndex)));

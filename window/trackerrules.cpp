@@ -8,7 +8,7 @@
 
 Light trackerLight(const QString &strState, bool bPending)
 {
-    if (strState == "A")
+    if (strState == QLatin1String("A"))
         return Light::Green;
     return bPending ? Light::Yellow : Light::Red;
 }
@@ -17,15 +17,15 @@ QString firmwareText(const QString &strVersion)
 {
     QString strText = strVersion;
     // Inserting past the end fills up with a blank.
-    return strText.insert(1, ".");
+    return strText.insert(1, QLatin1Char('.'));
 }
 
 QString otherGroupsText(const QJsonArray &groups)
 {
     QString strText;
     for (const QJsonValue &group : groups) {
-        strText += strText.isEmpty() ? "other groups:" : ",";
-        strText += group.toObject()["id"].toString();
+        strText += strText.isEmpty() ? QLatin1String("other groups:") : QLatin1String(",");
+        strText += group.toObject()[QLatin1String("id")].toString();
     }
     return strText;
 }

@@ -22,6 +22,24 @@ namespace {
 constexpr int SerialNumberWidth = 300; // pixels
 constexpr QRgb ExtendedProfileColour = qRgb(221, 85, 0);
 
+// A tracker's and a period's members. As plain literals they would be converted for each row.
+constexpr QLatin1String SerialNumberKey("deviceSn");
+constexpr QLatin1String TrackerNameKey("TrackerName");
+constexpr QLatin1String CompeIdKey("compe_id");
+constexpr QLatin1String FirmwareKey("v");
+constexpr QLatin1String ImsiKey("imsi");
+constexpr QLatin1String StateKey("state");
+constexpr QLatin1String ProfileKey("p");
+constexpr QLatin1String GroupsKey("groups");
+constexpr QLatin1String ActivationsKey("activations");
+constexpr QLatin1String ActivationIdKey("id");
+constexpr QLatin1String DoneKey("done");
+constexpr QLatin1String StartTimeKey("startTime");
+constexpr QLatin1String EndTimeKey("endTime");
+
+constexpr QLatin1String ExtendedProfile("E");
+constexpr QLatin1String PeriodArrow(" -> ");
+
 struct LightIcons
 {
     QIcon green{":/greenlight.png"};
@@ -48,26 +66,26 @@ const QIcon &lightIcon(Light light)
 
 QStandardItem *serialNumberItem(const QJsonObject &tracker)
 {
-    auto *pItem = new QStandardItem(tracker["deviceSn"].toString());
-    if (tracker["p"].toString() == "E")
+    auto *pItem = new QStandardItem(tracker[SerialNumberKey].toString());
+    if (tracker[ProfileKey].toString() == ExtendedProfile)
         pItem->setForeground(QBrush(QColor(ExtendedProfileColour)));
     // Null only: a tracker whose state is missing stays enabled.
-    if (tracker["state"].isNull())
+    if (tracker[StateKey].isNull())
         pItem->setEnabled(false);
     pItem->setCheckable(true); // and unchecked
     pItem->setEditable(false);
-    pItem->setIcon(lightIcon(trackerLight(tracker["state"].toString(), false)));
+    pItem->setIcon(lightIcon(trackerLight(tracker[StateKey].toString(), false)));
     return pItem;
 }
 
 /// Appends the period as the tracker's last child row; true if it is still pending.
 bool appendActivation(QStandardItem *pSerialNumber, const QJsonObject &activation)
 {
-    const int iDone = activation["done"].toString().toInt();
-    const int iId = activation["id"].toString().toInt();
+    const int iDone = activation[DoneKey].toString().toInt();
+    const int iId = activation[ActivationIdKey].toString().toInt();
 
-    auto *pItem = new QStandardItem(activation["startTime"].toString() + " -> " +
-                                    activation["endTime"].toString());
+    auto *pItem = new QStandardItem(activation[StartTimeKey].toString() + PeriodArrow +
+                                    activation[EndTimeKey].toString());
     pItem->setEditable(false);
     pItem->setData(iDone, ActivationDoneRole);
     pItem->setData(iId, ActivationIdRole);
@@ -80,14 +98,15 @@ void setTrackerRow(QStandardItemModel *pModel, int iRow, const QJsonObject &trac
 {
     QStandardItem *pSerialNumber = serialNumberItem(tracker);
     pModel->setItem(iRow, SerialNumberColumn, pSerialNumber);
-    pModel->setItem(iRow, TrackerNameColumn, new QStandardItem(tracker["TrackerName"].toString()));
-    pModel->setItem(iRow, CompeIdColumn, new QStandardItem(tracker["compe_id"].toString()));
-    pModel->setItem(iRow, FirmwareColumn, new QStandardItem(firmwareText(tracker["v"].toString())));
-    pModel->setItem(iRow, ImsiColumn, new QStandardItem(tracker["imsi"].toString()));
-    pSerialNumber->setToolTip(otherGroupsText(tracker["groups"].toArray()));
+    pModel->setItem(iRow, TrackerNameColumn, new QStandardItem(tracker[TrackerNameKey].toString()));
+    pModel->setItem(iRow, CompeIdColumn, new QStandardItem(tracker[CompeIdKey].toString()));
+    pModel->setItem(iRow, FirmwareColumn,
+                    new QStandardItem(firmwareText(tracker[FirmwareKey].toString())));
+    pModel->setItem(iRow, ImsiColumn, new QStandardItem(tracker[ImsiKey].toString()));
+    pSerialNumber->setToolTip(otherGroupsText(tracker[GroupsKey].toArray()));
 
-    const QString strState = tracker["state"].toString();
-    const QJsonArray activations = tracker["activations"].toArray();
+    const QString strState = tracker[StateKey].toString();
+    const QJsonArray activations = tracker[ActivationsKey].toArray();
     for (const QJsonValue &activation : activations) {
         const bool bPending = appendActivation(pSerialNumber, activation.toObject());
         const Light light = trackerLight(strState, bPending);
