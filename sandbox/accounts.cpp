@@ -5,14 +5,15 @@
 Account accountOf(const Database &database, const std::string &email)
 {
     Account account;
-    Statement row(database,
-                  "SELECT id, name, password_salt, password_hash, password_iterations"
-                  " FROM account WHERE email = ?",
-                  email);
-    if (row.step()) {
-        account.id = row.integer(0);
-        account.name = row.text(1);
-        account.password = {row.text(2), row.text(3), static_cast<int>(row.integer(4))};
+    auto row = statement(database,
+                         "SELECT id, name, password_salt, password_hash, password_iterations"
+                         " FROM account WHERE email = ?",
+                         email);
+    if (row.executeStep()) {
+        account.id = row.getColumn(0).getInt64();
+        account.name = row.getColumn(1).getString();
+        account.password = {row.getColumn(2).getString(), row.getColumn(3).getString(),
+                            row.getColumn(4).getInt()};
     } else {
         account.password = unmatchableHash();
     }

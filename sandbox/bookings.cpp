@@ -36,32 +36,34 @@ Period checkedPeriod(const PostedPeriod &posted, Day today)
 
 void refuseOverlap(const Database &database, const std::string &serial, const Period &period)
 {
-    Statement overlap(database,
-                      "SELECT first_day, last_day FROM activation"
-                      " WHERE serial = ? AND first_day <= ? AND last_day >= ? LIMIT 1",
-                      serial, dayText(period.last), dayText(period.first));
-    if (overlap.step()) {
-        throw Refusal("Tracker " + serial + " is already booked from " + overlap.text(0) + " to " +
-                      overlap.text(1) + ".");
+    auto overlap = statement(database,
+                             "SELECT first_day, last_day FROM activation"
+                             " WHERE serial = ? AND first_day <= ? AND last_day >= ? LIMIT 1",
+                             serial, dayText(period.last), dayText(period.first));
+    if (overlap.executeStep()) {
+        throw Refusal("Tracker " + serial + " is already booked from " +
+                      overlap.getColumn(0).getString() + " to " + overlap.getColumn(1).getString() +
+                      ".");
     }
 }
 
 /// Returns what the period costs; the balance is the caller's affair.
 Cents bookPeriod(Database &database, std::int64_t account, const PostedPeriod &posted, Day today)
 {
-    Statement tracker(database, "SELECT extended FROM tracker WHERE serial = ? AND account_id = ?",
-                      posted.serial, account);
-    if (!tracker.step())
+    auto tracker =
+        statement(database, "SELECT extended FROM tracker WHERE serial = ? AND account_id = ?",
+                  posted.serial, account);
+    if (!tracker.executeStep())
         throw Refusal("There is no tracker " + inQuotes(posted.serial) + " in this account.");
     const Period period = checkedPeriod(posted, today);
     refuseOverlap(database, posted.serial, period);
 
-    const Cents cost = priceOf(tracker.integer(0) != 0, period.last - period.first + 1);
-    Statement(database,
+    const Cents cost = priceOf(tracker.getColumn(0).getInt() != 0, period.last - period.first + 1);
+    statement(database,
               "INSERT INTO activation (serial, first_day, last_day, cost_cents)"
               " VALUES (?, ?, ?, ?)",
               posted.serial, dayText(period.first), dayText(period.last), cost)
-        .run();
+        .exec();
     return cost;
 }
 } // namespace
@@ -76,12 +78,11 @@ void bookPeriods(Database &database, std::int64_t account, const std::vector<Pos
     for (const PostedPeriod &posted : periods)
         total += bookPeriod(database, account, posted, today);
 
-    Statement(database,
-              "UPDATE account SET balance_cents = balance_cents - ?"
-              " WHERE id = ? AND balance_cents >= ?",
-              total, account, total)
-        .run();
-    if (database.changedRows() != 1)
+    auto payment = statement(database,
+                             "UPDATE account SET balance_cents = balance_cents - ?"
+                             " WHERE id = ? AND balance_cents >= ?",
+                             total, account, total);
+    if (payment.exec() != 1)
         throw Refusal("The balance does not pay for this: " + moneyText(total) + " are needed.");
     transaction.commit();
 }
@@ -90,19 +91,20 @@ void removePeriod(Database &database, std::int64_t account, const std::string &i
 {
     const std::optional<std::int64_t> number = numberFromText(id);
     Transaction transaction(database);
-    Statement period(database,
-                     "SELECT first_day, cost_cents FROM activation JOIN tracker USING (serial)"
-                     " WHERE id = ? AND account_id = ?",
-                     number.value_or(-1), account);
-    if (!period.step())
+    auto period =
+        statement(database,
+                  "SELECT first_day, cost_cents FROM activation JOIN tracker USING (serial)"
+                  " WHERE id = ? AND account_id = ?",
+                  number.value_or(-1), account);
+    if (!period.executeStep())
         throw Refusal("There is no activation " + inQuotes(id) + " in this account.");
-    if (period.text(0) <= dayText(today))
+    if (period.getColumn(0).getString() <= dayText(today))
         throw Refusal("Activation " + id + " has begun and cannot be removed.");
 
-    const Cents cost = period.integer(1);
-    Statement(database, "DELETE FROM activation WHERE id = ?", *number).run();
-    Statement(database, "UPDATE account SET balance_cents = balance_cents + ? WHERE id = ?", cost,
+    const Cents cost = period.getColumn(1).getInt64();
+    statement(database, "DELETE FROM activation WHERE id = ?", *number).exec();
+    statement(database, "UPDATE account SET balance_cents = balance_cents + ? WHERE id = ?", cost,
               account)
-        .run();
+        .exec();
     transaction.commit();
 }

@@ -5,6 +5,8 @@
 #include "privacy.h"
 #include "seed.h"
 
+#include <sqlite3.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -15,7 +17,7 @@
 #include <utility>
 
 namespace {
-constexpr std::int64_t SchemaVersion = 1;
+constexpr int SchemaVersion = 1;
 // The files of a database. SQLite gives the others the rights that the last one has.
 constexpr std::array<const char *, 4> Suffixes = {"-journal", "-wal", "-shm", ""};
 
@@ -91,14 +93,12 @@ Content contentOf(const std::string &path)
 
 void checkContent(Database &database)
 {
-    Statement check(database, "PRAGMA quick_check(1)");
-    if (!check.step() || check.text(0) != "ok")
-        throw DatabaseError("the file is damaged");
-    Statement version(database, "PRAGMA user_version");
-    if (!version.step() || version.integer(0) != SchemaVersion)
-        throw DatabaseError("the file was made by another version");
+    if (database.execAndGet("PRAGMA quick_check(1)").getString() != "ok")
+        throw SQLite::Exception("the file is damaged");
+    if (database.execAndGet("PRAGMA user_version").getInt() != SchemaVersion)
+        throw SQLite::Exception("the file was made by another version");
     // A first write shows now, and not at the first booking, whether the folder takes a journal.
-    database.execute("PRAGMA user_version = 1");
+    database.exec("PRAGMA user_version = 1");
 }
 
 void removeFiles(const std::string &path)
@@ -147,14 +147,14 @@ LockedDatabase openDatabase(const std::string &path, bool reset, Day today)
         content = Content::None;
     }
     try {
-        Database database(path);
-        if (database.isReadOnly())
-            throw DatabaseError("it may not be written");
+        Database database = connectTo(path);
+        if (sqlite3_db_readonly(database.getHandle(), "main") == 1)
+            throw SQLite::Exception("it may not be written");
         for (const char *suffix : Suffixes)
             keepFromOthers(path + suffix);
         if (content == Content::None) {
             Transaction transaction(database);
-            database.execute(Schema);
+            database.exec(Schema);
             seed(database, today);
             transaction.commit();
         } else {
@@ -162,7 +162,7 @@ LockedDatabase openDatabase(const std::string &path, bool reset, Day today)
         }
         take(lock, path, FileLock::Shared);
         return {std::move(lock), std::move(database)};
-    } catch (const DatabaseError &error) {
+    } catch (const SQLite::Exception &error) {
         throw databaseError(path, std::string("cannot be used: ") + error.what());
     }
 }

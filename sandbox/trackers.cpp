@@ -16,9 +16,9 @@ constexpr std::int64_t MaxNameLength = 200;
 std::int64_t checkedGroup(const Database &database, std::int64_t account, const std::string &text)
 {
     const std::int64_t group = numberFromText(text).value_or(-1);
-    Statement found(database, "SELECT 1 FROM tracker_group WHERE id = ? AND account_id = ?", group,
-                    account);
-    if (!found.step())
+    auto found = statement(database, "SELECT 1 FROM tracker_group WHERE id = ? AND account_id = ?",
+                           group, account);
+    if (!found.executeStep())
         throw Refusal("There is no group " + inQuotes(text) + " in this account.");
     return group;
 }
@@ -26,12 +26,12 @@ std::int64_t checkedGroup(const Database &database, std::int64_t account, const 
 json otherGroups(const Database &database, std::int64_t group, const std::string &serial)
 {
     json groups = json::array();
-    Statement other(database,
-                    "SELECT group_id FROM group_member WHERE serial = ? AND group_id <> ?"
-                    " ORDER BY group_id",
-                    serial, group);
-    while (other.step())
-        groups.push_back({{"id", other.text(0)}});
+    auto other = statement(database,
+                           "SELECT group_id FROM group_member WHERE serial = ? AND group_id <> ?"
+                           " ORDER BY group_id",
+                           serial, group);
+    while (other.executeStep())
+        groups.push_back({{"id", other.getColumn(0).getString()}});
     return groups;
 }
 
@@ -40,15 +40,15 @@ bool addPeriods(const Database &database, const std::string &serial, Day today, 
 {
     const std::string day = dayText(today);
     bool running = false;
-    Statement period(database,
-                     "SELECT id, first_day, last_day FROM activation WHERE serial = ?"
-                     " ORDER BY first_day",
-                     serial);
-    while (period.step()) {
-        const std::string first = period.text(1);
-        const std::string last = period.text(2);
+    auto period = statement(database,
+                            "SELECT id, first_day, last_day FROM activation WHERE serial = ?"
+                            " ORDER BY first_day",
+                            serial);
+    while (period.executeStep()) {
+        const std::string first = period.getColumn(1).getString();
+        const std::string last = period.getColumn(2).getString();
         running = running || (first <= day && day <= last);
-        periods.push_back({{"id", period.text(0)},
+        periods.push_back({{"id", period.getColumn(0).getString()},
                            {"startTime", first},
                            {"endTime", last},
                            {"done", first <= day ? "1" : "0"}});
@@ -61,9 +61,9 @@ void checkMember(const Database &database, std::int64_t account, const std::stri
 {
     const std::string id = groupLabel.substr(0, groupLabel.find(' '));
     const std::int64_t group = checkedGroup(database, account, id);
-    Statement member(database, "SELECT 1 FROM group_member WHERE group_id = ? AND serial = ?",
-                     group, serial);
-    if (!member.step())
+    auto member = statement(
+        database, "SELECT 1 FROM group_member WHERE group_id = ? AND serial = ?", group, serial);
+    if (!member.executeStep())
         throw Refusal("There is no tracker " + inQuotes(serial) + " in group " + id + ".");
 }
 
@@ -76,17 +76,18 @@ std::int64_t characters(const std::string &utf8)
 
 std::string balanceText(const Database &database, std::int64_t account)
 {
-    Statement balance(database, "SELECT balance_cents FROM account WHERE id = ?", account);
-    return balance.step() ? moneyText(balance.integer(0)) : std::string();
+    auto balance = statement(database, "SELECT balance_cents FROM account WHERE id = ?", account);
+    return balance.executeStep() ? moneyText(balance.getColumn(0).getInt64()) : std::string();
 }
 
 json groupList(const Database &database, std::int64_t account)
 {
     json groups = json::array();
-    Statement group(database, "SELECT id, name FROM tracker_group WHERE account_id = ? ORDER BY id",
-                    account);
-    while (group.step())
-        groups.push_back({{"id", group.text(0)}, {"group_name", group.text(1)}});
+    auto group = statement(
+        database, "SELECT id, name FROM tracker_group WHERE account_id = ? ORDER BY id", account);
+    while (group.executeStep())
+        groups.push_back({{"id", group.getColumn(0).getString()},
+                          {"group_name", group.getColumn(1).getString()}});
     return groups;
 }
 
@@ -95,24 +96,24 @@ json trackerList(const Database &database, std::int64_t account, const std::stri
 {
     const std::int64_t groupId = checkedGroup(database, account, group);
     json trackers = json::array();
-    Statement row(database,
-                  "SELECT serial, name, compe_id, firmware, imsi, extended, provisioned"
-                  " FROM tracker JOIN group_member USING (serial) WHERE group_id = ?"
-                  " ORDER BY serial",
-                  groupId);
-    while (row.step()) {
-        const std::string serial = row.text(0);
+    auto row = statement(database,
+                         "SELECT serial, name, compe_id, firmware, imsi, extended, provisioned"
+                         " FROM tracker JOIN group_member USING (serial) WHERE group_id = ?"
+                         " ORDER BY serial",
+                         groupId);
+    while (row.executeStep()) {
+        const std::string serial = row.getColumn(0).getString();
         json periods = json::array();
         const bool running = addPeriods(database, serial, today, periods);
         // Without a SIM card there is no state to tell, whatever is booked.
-        const json state = row.integer(6) == 0 ? json() : json(running ? "A" : "");
+        const json state = row.getColumn(6).getInt() == 0 ? json() : json(running ? "A" : "");
         trackers.push_back({{"deviceSn", serial},
-                            {"TrackerName", row.text(1)},
-                            {"compe_id", row.text(2)},
+                            {"TrackerName", row.getColumn(1).getString()},
+                            {"compe_id", row.getColumn(2).getString()},
                             {"state", state},
-                            {"v", row.text(3)},
-                            {"imsi", row.text(4)},
-                            {"p", row.integer(5) != 0 ? "E" : "N"},
+                            {"v", row.getColumn(3).getString()},
+                            {"imsi", row.getColumn(4).getString()},
+                            {"p", row.getColumn(5).getInt() != 0 ? "E" : "N"},
                             {"groups", otherGroups(database, groupId, serial)},
                             {"activations", periods}});
     }
@@ -123,8 +124,8 @@ std::string trackerName(const Database &database, std::int64_t account,
                         const std::string &groupLabel, const std::string &serial)
 {
     checkMember(database, account, groupLabel, serial);
-    Statement tracker(database, "SELECT name FROM tracker WHERE serial = ?", serial);
-    return tracker.step() ? tracker.text(0) : std::string();
+    auto tracker = statement(database, "SELECT name FROM tracker WHERE serial = ?", serial);
+    return tracker.executeStep() ? tracker.getColumn(0).getString() : std::string();
 }
 
 void renameTracker(Database &database, std::int64_t account, const std::string &groupLabel,
@@ -139,7 +140,7 @@ void renameTracker(Database &database, std::int64_t account, const std::string &
         throw Refusal("The name holds control characters.");
     Transaction transaction(database);
     checkMember(database, account, groupLabel, serial);
-    Statement(database, "UPDATE tracker SET name = ? WHERE serial = ?", name, serial).run();
+    statement(database, "UPDATE tracker SET name = ? WHERE serial = ?", name, serial).exec();
     transaction.commit();
 }
 
@@ -152,11 +153,10 @@ void setProfile(Database &database, std::int64_t account, const std::string &ext
         throw Refusal("No tracker was named, so no profile was set.");
     Transaction transaction(database);
     for (const std::string &serial : serials) {
-        const std::int64_t extended = extend == "Y" ? 1 : 0;
-        Statement(database, "UPDATE tracker SET extended = ? WHERE serial = ? AND account_id = ?",
-                  extended, serial, account)
-            .run();
-        if (database.changedRows() != 1)
+        auto change = statement(
+            database, "UPDATE tracker SET extended = ? WHERE serial = ? AND account_id = ?",
+            extend == "Y" ? 1 : 0, serial, account);
+        if (change.exec() != 1)
             throw Refusal("There is no tracker " + inQuotes(serial) + " in this account.");
     }
     transaction.commit();

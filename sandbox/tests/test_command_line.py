@@ -214,9 +214,17 @@ class Trouble(TestCase):
             self.assertIn(data, result.stderr)
         # The file may be written, the folder for its journal not.
         os.chmod(data, 0o666)
+        with open(data + ".lock", "wb"):
+            os.chmod(data + ".lock", 0o666)
         result = self.run_as_nobody(program, "--data-dir", mine, "--database", data)
         self.assertEqual((result.returncode, result.stdout), (1, ""), result.stderr)
-        self.assertIn(data, result.stderr)
+        self.assertIn(f"The database {data} cannot be used: ", result.stderr)
+        # The lock may be taken, but the file only read.
+        os.chmod(shutil.copy(sandbox.database, mine), 0o644)
+        result = self.run_as_nobody(program, "--data-dir", mine)
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertEqual(result.stderr, f"veltrano-sandbox: The database {mine}/sandbox.sqlite"
+                                        " cannot be used: it may not be written.\n")
         result = self.run_as_nobody(program, "--data-dir", public)
         self.assertEqual((result.returncode, result.stdout), (1, ""), result.stderr)
         self.assertRegex(result.stderr, r"\Aveltrano-sandbox: [^\n]+\.\n\Z")

@@ -52,7 +52,7 @@ class TestConfigure(unittest.TestCase):
 
     def test_no_database_library(self) -> None:
         self.assertEqual(self.left_out("-DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON"),
-                         ["sandbox. Missing: SQLite 3",
+                         ["sandbox. Missing: SQLite 3, SQLiteCpp 3.2",
                           "client's connections. Missing: the sandbox",
                           "sandbox's fuzz targets. Missing: the sandbox",
                           "journey. Missing: the sandbox",
@@ -123,7 +123,7 @@ class TestConfigure(unittest.TestCase):
     def test_all_required(self) -> None:
         for option, sentence in [
                 ("CMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON",
-                 "sandbox cannot be built. Missing: SQLite 3."),
+                 "sandbox cannot be built. Missing: SQLite 3, SQLiteCpp 3.2."),
                 ("FAKETIME_LIBRARY=0", "endings cannot be built. Missing: libfaketime."),
                 ("BUILD_TESTING=OFF",
                  "tests and benchmarks cannot be built. Missing: BUILD_TESTING=ON.")]:
@@ -134,7 +134,7 @@ class TestConfigure(unittest.TestCase):
     def test_sandbox_alone(self) -> None:
         self.assertEqual(
             self.refusal("-DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON", source=SOURCE / "sandbox"),
-            "The sandbox cannot be built. Missing: SQLite 3.")
+            "The sandbox cannot be built. Missing: SQLite 3, SQLiteCpp 3.2.")
 
     def test_further_certificates(self) -> None:
         """An empty or missing file is what a failed command leaves on the command line."""

@@ -196,9 +196,9 @@ constexpr std::array Unchanging{
 class Sandbox
 {
 public:
-    Sandbox() : Sandbox(Database(":memory:")) {}
+    Sandbox() : Sandbox(connectTo(":memory:")) {}
 
-    void startAnew() { copy(m_first.handle(), m_handle); }
+    void startAnew() { copy(m_first.getHandle(), m_handle); }
 
     std::vector<Answer> send(std::string requests)
     {
@@ -222,7 +222,7 @@ public:
     void checkData()
     {
         for (const char *query : Unchanging)
-            mustHold(answerTo(query, m_handle) == answerTo(query, m_first.handle()), query);
+            mustHold(answerTo(query, m_handle) == answerTo(query, m_first.getHandle()), query);
     }
 
     void checkNextRequest()
@@ -237,7 +237,7 @@ public:
 
 private:
     explicit Sandbox(Database database) :
-        m_handle(database.handle()), m_service(std::move(database), Today, Lifetime)
+        m_handle(database.getHandle()), m_service(std::move(database), Today, Lifetime)
     {
         fillFirst();
         startAnew();
@@ -255,7 +255,7 @@ private:
         mustHold(mkdtemp(folder.data()) != nullptr, "there is a place for files");
         {
             const LockedDatabase data = openDatabase(folder + "/sandbox.db", false, Today);
-            copy(data.database.handle(), m_first.handle());
+            copy(data.database.getHandle(), m_first.getHandle());
         }
         std::filesystem::remove_all(folder);
     }
@@ -278,7 +278,7 @@ private:
         return text;
     }
 
-    Database m_first{":memory:"};
+    Database m_first = connectTo(":memory:");
     sqlite3 *m_handle; // the service's
     Service m_service;
     std::atomic<int> m_underWay{0};
