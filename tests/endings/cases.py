@@ -53,7 +53,7 @@ class Case(unittest.TestCase):
     def start(self, **options: Any) -> Program:
         self.starts += 1
         program = Program(self.place, self.starts, **options)
-        self.addCleanup(program.kill)
+        self.addCleanup(program.close)
         return program
 
     def start_logged_in(self, **options: Any) -> Program:
@@ -74,7 +74,7 @@ class Case(unittest.TestCase):
     def check_secret(self, program: Program) -> None:
         kept = [path for folder in (self.place.config, self.place.home)
                 for path in folder.rglob("*") if path.is_file()]
-        for file in (program.log_path, *kept):
+        for file in (program.log, *kept):
             self.assertNotIn(SECRET.encode(), file.read_bytes(), file)
 
     def check_requests(self, expected: list[str]) -> None:

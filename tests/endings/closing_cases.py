@@ -6,7 +6,7 @@ import signal
 from typing import Any, Union
 
 from cases import LOGIN, Case, ScreenCase, rows, with_rows
-from client import wait_until
+from clientprocess import wait_until
 from program import Program
 from standin import Mode, path
 

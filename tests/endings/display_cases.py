@@ -6,7 +6,7 @@ import tempfile
 from pathlib import Path
 
 from cases import LOGIN, Case, ScreenCase, rows, with_rows
-from client import wait_until
+from clientprocess import wait_until
 from program import Program
 from screen import Look, Screen
 from standin import Mode

@@ -5,10 +5,6 @@ from __future__ import annotations
 
 import sys
 import unittest
-from pathlib import Path
-
-# The screen, and waiting, are the journey's.
-sys.path.append(str(Path(__file__).resolve().parents[1] / "journey"))
 
 if __name__ == "__main__":
     names = ["closing", "signals", "display", "settings", "logs", "homes", "systems"]

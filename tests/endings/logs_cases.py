@@ -11,7 +11,7 @@ import threading
 from pathlib import Path
 
 from cases import LOGIN, NO_MOUNTS, Case, ScreenCase, rows, with_rows
-from client import wait_until
+from clientprocess import wait_until
 from program import CLIENT, END_TIME, mounting
 from standin import PASSWORD
 

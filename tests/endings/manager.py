@@ -5,7 +5,8 @@ from __future__ import annotations
 import ctypes
 import os
 
-from screen import Failure, Screen
+from clientprocess import Failure
+from screen import Screen
 
 CLIENT_MESSAGE = 33
 SUBSTRUCTURE = 1 << 19 | 1 << 20  # what a window manager listens to at the root window

@@ -4,16 +4,13 @@ from __future__ import annotations
 
 import json
 import os
-import re
-import select
-import socket
 import subprocess
 from collections.abc import Callable, Mapping, Sequence
 from pathlib import Path
 from typing import Any
 
-from client import ClientLost, wait_until
-from screen import Failure, Screen
+from clientprocess import ClientProcess, Failure, wait_until
+from screen import Screen
 from standin import EMAIL, PASSWORD
 
 ANSWER_TIME = 20.0  # seconds until a client that is not hung has answered
@@ -64,17 +61,15 @@ class Place:
                       if not path.is_dir())
 
 
-class Program:
+class Program(ClientProcess):
     """Every action waits for what it needs and for what it brings about, none by the clock."""
 
     def __init__(self, place: Place, run: int, *, screen: Screen | None = None,
                  wrapper: Sequence[str] = (), environment: Mapping[str, str | None] | None = None,
                  preload: str = "", **options: Any) -> None:
-        self.log_path = place.folder / f"client-{run}.log"
-        self._socket_path = place.folder / f"hand-{run}"
-        self._connection: socket.socket | None = None
+        socket_path = place.folder / f"hand-{run}"
         variables: dict[str, str | None] = place.environment | {
-            "VELTRANO_HAND": str(self._socket_path),
+            "VELTRANO_HAND": str(socket_path),
             # Each line then says by itself whether it is a warning.
             "QT_MESSAGE_PATTERN": "%{type}: %{message}",
             # What is freed is overwritten: using it afterwards shows.
@@ -87,46 +82,16 @@ class Program:
         libraries = ":".join(filter(None, (SANITIZER, HAND, preload)))
         # Only into the client: a wrapper is none of the hand's business.
         command = [*wrapper, "env", f"LD_PRELOAD={libraries}", str(CLIENT)]
-        with open(self.log_path, "wb") as log:
-            self.process = subprocess.Popen(
-                command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                env={name: value for name, value in variables.items() if value is not None},
-                **{"stderr": log, **options})
+        super().__init__(
+            command, {name: value for name, value in variables.items() if value is not None},
+            place.folder / f"client-{run}.log", socket_path, start_time=ANSWER_TIME,
+            answer_time=ANSWER_TIME, **{"stdout": subprocess.DEVNULL, **options})
 
     # Acting and looking
 
-    def _connect(self) -> socket.socket:
-        def connected() -> socket.socket | None:
-            if self.process.poll() is not None:
-                raise ClientLost(f"The client ended with code {self.process.returncode} instead "
-                                 f"of starting: {self.end_of_log()}")
-            connection = socket.socket(socket.AF_UNIX)
-            connection.settimeout(ANSWER_TIME)
-            try:
-                connection.connect(str(self._socket_path))
-            except OSError:
-                connection.close()
-                return None
-            return connection
-
-        connection: socket.socket = wait_until("the client starts", connected, ANSWER_TIME)
-        return connection
-
     def do(self, *words: str | int) -> dict[str, Any]:
         """Has the hand do something once it has answered; returns what was shown before."""
-        if self._connection is None:
-            self._connection = self._connect()
-        question = json.dumps([str(word) for word in words]) if words else ""
-        try:
-            self._connection.sendall(question.encode() + b"\n")
-            with self._connection.makefile("rb") as answers:
-                answer = answers.readline()
-        except OSError as error:
-            raise ClientLost(f"The client does not answer: {error}. {self.end_of_log()}") from error
-        if not answer:
-            raise ClientLost(f"The client is gone. {self.end_of_log()}")
-        report: dict[str, Any] = json.loads(answer)
-        return report
+        return self.ask(json.dumps([str(word) for word in words]) if words else "")
 
     def see(self) -> dict[str, Any]:
         return self.do()
@@ -165,30 +130,12 @@ class Program:
 
     # Ending
 
-    def end(self, seconds: float = END_TIME) -> int:
-        """Waits for the end; the exit code, or minus the signal."""
-        try:
-            return self.process.wait(seconds)
-        except subprocess.TimeoutExpired as error:
-            raise Failure(f"The client still runs {seconds:.0f} s after its end.") from error
-
-    def kill(self) -> None:
-        if self._connection is not None:
-            self._connection.close()
-            self._connection = None
-        if self.process.poll() is None:
-            self.process.kill()
-            self.process.wait()
-
-    def log(self) -> str:
-        return self.log_path.read_text(encoding="utf-8", errors="replace")
-
-    def end_of_log(self) -> str:
-        return self.log()[-2000:]
+    def end(self) -> int:
+        return self.exit_code(END_TIME)
 
     def complaints(self) -> list[str]:
         """The log's lines that are no traces of the program: warnings, and what libraries wrote."""
-        return [line for line in self.log().splitlines() if not line.startswith(HARMLESS)]
+        return [line for line in self.log_text().splitlines() if not line.startswith(HARMLESS)]
 
 
 def mounting() -> list[str] | None:

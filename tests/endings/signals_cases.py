@@ -8,7 +8,7 @@ import subprocess
 import time
 
 from cases import LOGIN, STORED, Case, rows, with_rows
-from client import wait_until
+from clientprocess import wait_until
 from program import CLIENT, Program
 from standin import EMAIL, Mode
 

@@ -10,9 +10,10 @@ import time
 from contextlib import suppress
 from enum import Enum
 from pathlib import Path
-from typing import Any, BinaryIO
+from typing import Any
 
-from screen import Failure
+from clientprocess import Failure
+from httpmessages import read_message
 
 EMAIL = "operator@example.org"
 SECRET = "Hush-4711"  # the part of the password that reads the same in every encoding
@@ -147,17 +148,3 @@ def line(request: bytes) -> str:
 
 def path(request: bytes) -> str:
     return line(request).split(" ")[1].partition("?")[0]
-
-
-def read_message(reader: BinaryIO) -> bytes:
-    """A request with its body; nothing if the connection has ended."""
-    head = [reader.readline()]
-    length = 0
-    while head[-1] not in (b"\r\n", b""):
-        head.append(reader.readline())
-        name, _, value = head[-1].partition(b":")
-        if name.lower() == b"content-length":
-            length = int(value)
-    if not head[-1]:
-        return b""
-    return b"".join(head) + reader.read(length)

@@ -6,7 +6,7 @@ import datetime
 import unittest
 
 from cases import Case, rows, with_rows
-from client import wait_until
+from clientprocess import wait_until
 from program import CLOCK, SANITIZER, Program
 from standin import PASSWORD, path
 

@@ -24,10 +24,8 @@ from collections import defaultdict
 from dataclasses import dataclass
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "soak"))
-
-from sandbox import Sandbox  # noqa: E402
-from shortday import Day  # noqa: E402
+from sandbox import Sandbox
+from shortday import Day
 
 # What is refused, and how.
 CALLS = {
@@ -110,7 +108,7 @@ def main() -> int:
                     more = refuse(day, call, error, most)
                     tried, findings = tried + more[0], findings + more[1]
         finally:
-            sandbox.close()
+            sandbox.end()
     print(f"\n{tried} calls refused, {findings} findings.")
     return 1 if findings else 0
 

@@ -13,8 +13,8 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Any, Optional
 
-from client import environment
 from sandbox import Sandbox
+from soakclient import environment
 
 TIME = 40.0  # seconds until a client that did not end hangs; a step that is late takes three
 LIST_CALLS = -1
@@ -108,7 +108,7 @@ class Day:
             # Before the other: both have a malloc, and this one takes none from the other's hands.
             preloaded.insert(0, self._options.malloc_debug)
         host = f"localhost:{self._sandbox.port}"
-        return environment(self._home, host, self._sandbox.ca) | {
+        return environment(self._home, host, self._sandbox.authority) | {
             "LD_PRELOAD": ":".join(map(str, preloaded)),
             "VELTRANO_PROBE_SCRIPT": self._script,
             "FAILING_CALL": call, "FAILING_CALL_NUMBER": str(number),

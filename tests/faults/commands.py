@@ -5,8 +5,9 @@ from __future__ import annotations
 from dataclasses import dataclass
 from enum import Enum
 
+from clientprocess import Failure
 from faultserver import GROUPS, POSTS, Server
-from remoteclient import Client, Failure, View, expect
+from remoteclient import Client, View, expect
 
 EMAIL = "ada@gliders.example"
 PASSWORD = "Zx-4711 unlikely"

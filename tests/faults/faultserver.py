@@ -23,6 +23,8 @@ from pathlib import Path
 from typing import Any
 from urllib.parse import unquote
 
+from httpmessages import head_lines, header
+
 HANG_UP_TIME = 10.0  # seconds within which a client closes its end of a closed connection
 HOLD_TIME = 60.0  # seconds after which nothing is held any more, whatever the player does
 SYN_SENT = "02"  # in the system's table
@@ -117,11 +119,7 @@ class Request:
         return {name: unquote(value) for name, _, value in pairs}
 
     def header(self, name: str) -> str:
-        for line in self.head.decode("latin-1").split("\r\n")[1:]:
-            key, _, value = line.partition(":")
-            if key.lower() == name.lower():
-                return value.strip()
-        return ""
+        return header(head_lines(self.head), name)
 
 
 @dataclass(frozen=True)

@@ -25,11 +25,12 @@ from typing import Any
 
 import commands
 import document
+from clientprocess import Failure
 from commands import COMMANDS, PASSWORD, Command, Desk, Shown
 from document import LONG_GAP
 from faults import ALWAYS, FAULTS, Fault, World
 from faultserver import Place, Server
-from remoteclient import NOW, Client, Failure, expect
+from remoteclient import NOW, Client, expect
 
 PLAYED_AGAIN = 3  # times, a cell with a long gap
 STRANGE_COOKIES = ("foreign", "expired", "malformed")

@@ -2,25 +2,17 @@
 
 from __future__ import annotations
 
-import json
-import select
-import socket
 import subprocess
-import time
-from collections.abc import Callable, Iterator
+from collections.abc import Iterator
 from pathlib import Path
 from typing import Any
 
+from clientprocess import PRELOADING, ClientProcess, Failure
 from clock import Clock
-from screen import Failure, Rect, Screen
+from screen import Rect, Screen
 
 START_TIME = 20.0  # seconds until a started client must show its window
 ANSWER_TIME = 10.0  # seconds until a client that is not hung has answered
-
-
-class ClientLost(Failure):
-    """The client ended, or no longer answers: waiting on is of no use."""
-
 
 LIGHTS = {"greenlight": "green", "yellowlight": "yellow", "redlight": "red"}
 
@@ -224,102 +216,23 @@ class View:
         raise Failure(f'The table shows no row "{text}".')
 
 
-class Client:
+class Client(ClientProcess):
     """The running executable. Its input comes from the screen; here it is only started and read."""
 
     def __init__(self, program: Path, probe: Path, clock: Clock, reader: Path, screen: Screen,
                  folder: Path, run: int) -> None:
-        self.log = folder / f"client-{run}.log"
-        self._socket_path = folder / f"probe-{run}"
-        self._connection: socket.socket | None = None
+        socket_path = folder / f"probe-{run}"
         clock_environment = clock.environment(str(probe))
         environment = screen.environment | clock_environment | {
-            # The reader's emulation preloads a library of its own, and only into the client.
-            "LD_PRELOAD": "", "JOURNEY_PRELOAD": clock_environment["LD_PRELOAD"],
-            "VELTRANO_PROBE": str(self._socket_path),
+            "LD_PRELOAD": "", "CLIENT_PRELOAD": clock_environment["LD_PRELOAD"],
+            "VELTRANO_PROBE": str(socket_path),
             "QT_QPA_PLATFORM": "xcb", "QT_STYLE_OVERRIDE": "Fusion",
             "QT_SCALE_FACTOR": str(screen.scale),
         }
-        command = [str(reader), "sh", "-c", 'LD_PRELOAD=$LD_PRELOAD:$JOURNEY_PRELOAD exec "$0"',
-                   str(program)]
-        with open(self.log, "wb") as log:
-            self._process = subprocess.Popen(command, env=environment, stdin=subprocess.PIPE,
-                                             stdout=subprocess.PIPE, stderr=log, bufsize=0)
-
-    def reader(self, command: str) -> None:
-        """Does something to the barcode reader: "scan 96385074", "unplug", "plug"."""
-        assert self._process.stdin is not None and self._process.stdout is not None
-        self._process.stdin.write(f"{command}\n".encode())
-        ready, _, _ = select.select([self._process.stdout], [], [], ANSWER_TIME)
-        answer = self._process.stdout.readline().decode().strip() if ready else "nothing"
-        if answer != f"done {command}":
-            raise Failure(f'The reader answers "{answer}" to "{command}".')
-
-    @property
-    def running(self) -> bool:
-        return self._process.poll() is None
-
-    def _connect(self) -> socket.socket:
-        end = time.monotonic() + START_TIME
-        while True:
-            connection = socket.socket(socket.AF_UNIX)
-            connection.settimeout(ANSWER_TIME)
-            try:
-                connection.connect(str(self._socket_path))
-                return connection
-            except OSError:
-                connection.close()
-            if not self.running:
-                raise ClientLost(f"The client ended with code {self._process.returncode} "
-                                 f"instead of starting; see {self.log}.")
-            if time.monotonic() > end:
-                raise ClientLost(f"The client did not start within {START_TIME:.0f} s; "
-                                 f"see {self.log}.")
-            time.sleep(0.02)
+        super().__init__([str(reader), *PRELOADING, str(program)], environment,
+                         folder / f"client-{run}.log", socket_path, start_time=START_TIME,
+                         answer_time=ANSWER_TIME, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                         bufsize=0)
 
     def see(self) -> View:
-        if self._connection is None:
-            self._connection = self._connect()
-        try:
-            self._connection.sendall(b"\n")
-            with self._connection.makefile("rb") as answers:
-                line = answers.readline()
-        except TimeoutError as error:
-            raise ClientLost(f"The client hangs: no answer for {ANSWER_TIME:.0f} s.") from error
-        except OSError as error:
-            raise ClientLost(f"The client is gone: {error}; see {self.log}.") from error
-        if not line:
-            raise ClientLost(f"The client is gone; see {self.log}.")
-        return View(json.loads(line))
-
-    def exit_code(self, seconds: float = 10.0) -> int:
-        """Waits for the end of a client whose window was closed."""
-        try:
-            return self._process.wait(seconds)
-        except subprocess.TimeoutExpired as error:
-            raise Failure(f"The client still runs {seconds:.0f} s after its end.") from error
-
-    def close(self) -> None:
-        if self._connection is not None:
-            self._connection.close()
-            self._connection = None
-        if self.running:
-            self._process.kill()
-            self._process.wait()
-
-
-def wait_until(what: str, look: Callable[[], Any], seconds: float = 10.0) -> Any:
-    """Looks again and again until there is something; fails when the time is up."""
-    end = time.monotonic() + seconds
-    while True:
-        try:
-            found, reason = look(), ""
-        except ClientLost:
-            raise
-        except Failure as failure:
-            found, reason = None, f" Last seen: {failure}"
-        if found:
-            return found
-        if time.monotonic() > end:
-            raise Failure(f"Not within {seconds:.0f} s: {what}.{reason}")
-        time.sleep(0.02)
+        return View(self.ask(""))

@@ -4,7 +4,8 @@ from __future__ import annotations
 
 from datetime import date, timedelta
 
-from client import View, wait_until
+from client import View
+from clientprocess import wait_until
 from day import Day
 from service import Period, Tracker, expect
 
@@ -70,14 +71,14 @@ def select_none(day: Day) -> None:
 
 
 def answer_no(day: Day) -> None:
-    before = day.service.requests()
+    before = day.service.log_text()
     ticked = tick(day, bookable(day))
     day.operator.click("activateButton")
     question(day, schedule_question(day, bookable(day)))
     day.operator.click_button("No")
     day.operator.wait("the question is gone", lambda view: view.dialog is None)
     day.check_group(group(day), ticked)
-    expect("what the service was asked", day.service.requests(), before)
+    expect("what the service was asked", day.service.log_text(), before)
 
 
 def ask_to_schedule(day: Day) -> None:

@@ -24,8 +24,9 @@ import keyboard_steps as keyboard
 import reader_steps as reader
 import screen_steps as screens
 import session_steps as session
+from clientprocess import Failure
 from day import Day
-from screen import Failure, Look
+from screen import Look
 
 # What the operator's screen is made with, and the Debian package that has it.
 TOOLS = {"Xvfb": "xvfb", "openbox": "openbox", "xdotool": "xdotool",

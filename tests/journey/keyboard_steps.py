@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import command_steps as commands
-from client import wait_until
+from clientprocess import wait_until
 from day import Day
 from service import Tracker, expect
 

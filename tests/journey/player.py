@@ -5,8 +5,9 @@ from __future__ import annotations
 from collections.abc import Callable
 from typing import TypeVar
 
-from client import Client, Row, View, Widget, wait_until
-from screen import Failure, Picture, Rect, Screen
+from client import Client, Row, View, Widget
+from clientprocess import Failure, wait_until
+from screen import Picture, Rect, Screen
 
 T = TypeVar("T")
 

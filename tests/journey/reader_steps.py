@@ -21,7 +21,7 @@ def present(day: Day) -> list[Tracker]:
 
 def scan_and_see(day: Day, tracker: Tracker) -> None:
     assert day.client is not None
-    day.client.reader(f"scan {code(tracker.serial)}")
+    day.client.tell_reader(f"scan {code(tracker.serial)}")
     day.operator.wait(f"{tracker.serial} is ticked and current",
                       lambda view: view.row(tracker.serial).check
                       and view.row(tracker.serial).current)
@@ -39,7 +39,7 @@ def scan(day: Day) -> None:
     scan_and_see(day, first)
     wrong = code(second.serial)[:-1] + ("0" if code(second.serial)[-1] != "0" else "1")
     for refused in (wrong, code(UNKNOWN)):
-        day.client.reader(f"scan {refused}")
+        day.client.tell_reader(f"scan {refused}")
     # A code that is taken, after those that are not: what they did would be seen by then.
     scan_and_see(day, first)
     day.check_group(day.groups[1], frozenset([first.serial]))
@@ -47,7 +47,7 @@ def scan(day: Day) -> None:
 
 def unplug(day: Day) -> None:
     assert day.client is not None
-    day.client.reader("unplug")
+    day.client.tell_reader("unplug")
     reader_shown(day, False)
     lines = day.client.log.read_text(encoding="utf-8", errors="replace").count("onBarCodeError")
     expect("the errors that the reader's end reports are few", lines < 10, True)
@@ -56,7 +56,7 @@ def unplug(day: Day) -> None:
 def plug_in_again(day: Day) -> None:
     assert day.client is not None
     first, second = present(day)[:2]
-    day.client.reader("plug")
+    day.client.tell_reader("plug")
     day.operator.click("barReaderFound")
     reader_shown(day, True)
     scan_and_see(day, second)

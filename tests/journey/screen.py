@@ -14,6 +14,8 @@ from dataclasses import dataclass
 from pathlib import Path
 from typing import Any, NamedTuple
 
+from clientprocess import Failure
+
 START_TIME = 20.0  # seconds that a server or the window manager may take to start
 
 FONT_SETTINGS = """<?xml version="1.0"?>
@@ -48,10 +50,6 @@ class Look:
     scale: int = 1      # the screen's pixels to one of the window's, as the environment demands it
     dpi: int = 96       # as a desktop announces it in its resources
     font_points: int = 0  # 0: the framework's own size
-
-
-class Failure(Exception):
-    """What the operator should have seen and did not."""
 
 
 class Rect(NamedTuple):

@@ -4,10 +4,8 @@ from __future__ import annotations
 
 import json
 import os
-import re
 import sqlite3
 import ssl
-import subprocess
 from contextlib import closing
 from dataclasses import dataclass, fields, replace
 from pathlib import Path
@@ -15,12 +13,12 @@ from typing import Any
 from urllib.parse import urlencode
 from urllib.request import urlopen
 
-from client import ClientLost, Row, View, wait_until
+from client import Row, View
+from clientprocess import Failure
 from clock import Clock
-from screen import Failure
+from sandboxprocess import SandboxLost, SandboxProcess
 
 EXTENDED_COLOUR = "#dd5500"
-LISTENING = "listening on https://localhost:"
 UNTICKED, TICKED = 0, 2
 
 
@@ -64,28 +62,19 @@ class Service:
         self.port = port
         self.database = folder / "sandbox.db"
         self.log = folder / "sandbox.log"
-        self._command = [str(program), "--port", str(port), "--database", str(self.database),
+        self._program = program
+        self._options = ["--port", str(port), "--database", str(self.database),
                          "--data-dir", str(ca_folder), "--today", self.today]
         self._environment = os.environ | clock.environment()
         self._start()
 
     def _start(self) -> None:
         """A sandbox that was started anew goes on with the log and the database of the old one."""
-        starts = self.log.exists() and self.log_text().count(LISTENING)
-        with open(self.log, "ab") as log:
-            self._process = subprocess.Popen(self._command, env=self._environment,
-                                             stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         try:
-            wait_until("the sandbox listens", lambda: self._listening(starts + 1), 20)
-        except BaseException:
-            self.close()
-            raise
-
-    def _listening(self, starts: int) -> bool:
-        if self._process.poll() is not None:
-            raise ClientLost("The sandbox did not start: " + self.log_text().strip())
-        text = self.log_text()
-        return text.count(LISTENING) == starts and text.endswith("\n")
+            self._process = SandboxProcess(self._program, *self._options, log_path=self.log,
+                                           environment=self._environment)
+        except SandboxLost as error:
+            raise Failure(str(error)) from error
 
     def restart(self) -> None:
         """Ends all sessions: they are kept in the process, what was booked is not."""
@@ -93,26 +82,14 @@ class Service:
         self._start()
 
     def log_text(self) -> str:
-        return self.log.read_text(encoding="utf-8", errors="replace")
+        return self._process.log()
 
     def close(self) -> None:
-        self._process.terminate()
-        try:
-            self._process.wait(10)
-        except subprocess.TimeoutExpired:
-            self._process.kill()
-            self._process.wait()
+        self._process.end()
 
     def login(self) -> tuple[str, str]:
         """The e-mail address and password that the sandbox names at its start."""
-        email, password = self._said(r"log in as: (\S+) with password: (.+)")
-        return email, password
-
-    def _said(self, pattern: str) -> tuple[str, ...]:
-        found = re.search(f"^{pattern}$", self.log_text(), re.M)
-        if not found:
-            raise Failure(f'The sandbox did not say "{pattern}"; see {self.log}.')
-        return found.groups()
+        return self._process.email, self._process.password
 
     def ask(self, path: str, **items: str) -> Any:
         """Posts a form to the service, as the client does, and returns its answer."""
@@ -124,11 +101,6 @@ class Service:
                 return json.load(reply)
         except OSError as error:
             raise Failure(f"The sandbox does not answer: {error}") from error
-
-    def requests(self) -> str:
-        """The log without what the sandbox says at its starts."""
-        return re.sub(f"^CA certificate: .*?^{LISTENING}.*?$", "", self.log_text(),
-                      flags=re.M | re.S)
 
     # The database
 

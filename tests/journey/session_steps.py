@@ -4,9 +4,10 @@ from __future__ import annotations
 
 from collections import Counter
 
-from client import View, wait_until
+from client import View
+from clientprocess import Failure, wait_until
 from day import Day
-from screen import Failure, Picture
+from screen import Picture
 from service import Tracker, expect
 
 WRONG_PASSWORD = "not the password"
@@ -161,7 +162,7 @@ def quit_client(day: Day) -> None:
     day.operator.close_window()
     expect("the exit code", day.end_client(), 0)
     for file, text in ((log, log.read_text(encoding="utf-8", errors="replace")),
-                       (day.service.log, day.service.requests())):
+                       (day.service.log, day.service.log_text())):
         for secret in (day.password, WRONG_PASSWORD):
             if secret in text:
                 raise Failure(f"A password stands in {file}.")

@@ -55,15 +55,6 @@ class Exchange:
         return json.dumps(self.reply, ensure_ascii=False, separators=(",", ":"))
 
 
-def header(head: list[str], name: str) -> str:
-    """Empty where the header is missing."""
-    for line in head[1:]:
-        key, _, value = line.partition(": ")
-        if key.lower() == name.lower():
-            return value
-    return ""
-
-
 def load(name: str) -> Any:
     return json.loads((EXAMPLES / name).read_text(encoding="utf-8"))
 

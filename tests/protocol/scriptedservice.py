@@ -12,7 +12,8 @@ from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Any
 
-from recorded import EXCHANGES, header
+from httpmessages import head_lines, header, read_body, read_head
+from recorded import EXCHANGES
 
 # Of the recorded groups, the one whose trackers were not recorded.
 OTHER_GROUP = "trackers of another group"
@@ -114,14 +115,12 @@ class ScriptedService:
         with suppress(OSError), plain, self._tls.wrap_socket(plain, server_side=True) as connection:
             connection.settimeout(30)
             with connection.makefile("rb") as reader:
-                head = []
-                while line := reader.readline().rstrip(b"\r\n").decode("utf-8"):
-                    head.append(line)
-                body = reader.read(int(header(head, "Content-Length") or 0)).decode("utf-8")
+                head = read_head(reader)
+                body = read_body(reader, head) if head else b""
             if head:
-                self.requests.append((head, body))
+                self.requests.append((head_lines(head), body.decode("utf-8")))
                 self.arrived.set()
-                self._answer(connection, head)
+                self._answer(connection, head_lines(head))
 
     def _answer(self, connection: ssl.SSLSocket, head: list[str]) -> None:
         answer = self.answers[answer_name(head[0].split(" ")[1], bool(header(head, "Cookie")))]

@@ -23,13 +23,12 @@ from typing import Any
 from unittest import mock
 
 import wrongservices as wrong
-from recorded import CHARACTERS, ROOT, SANDBOX, header
+from httpmessages import header
+from recorded import CHARACTERS, ROOT, SANDBOX
 from scriptedservice import BY_NAME, OTHER_GROUP, Answer, ScriptedService
+from support import EMAIL, EXECUTABLE, PASSWORD, Sandbox
 from wrongservices import (NOT_CHECKED, REFUSED, TITLES, TOKEN, Row, body, both, difference,
                            expected, head)
-
-sys.path.insert(0, str(ROOT / "sandbox" / "tests"))
-from support import EMAIL, EXECUTABLE, PASSWORD, Sandbox  # noqa: E402
 
 SCRIPT = ROOT / "scripts" / "check-service"
 TYPED = f"{EMAIL}\n{PASSWORD}\n".encode()

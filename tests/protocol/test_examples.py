@@ -8,17 +8,15 @@ import re
 import shutil
 import socket
 import ssl
-import sys
 import tempfile
 import unittest
 from typing import Any
 
 import yaml
-from recorded import (CHARACTERS, EXCHANGES, OPENAPI, PROTOCOL, ROOT, SANDBOX, Exchange, header,
-                      quotes, types)
-
-sys.path.insert(0, str(ROOT / "sandbox" / "tests"))
-from support import PASSWORD, Sandbox  # noqa: E402
+from httpmessages import head_lines, header, read_body, read_head
+from recorded import (CHARACTERS, EXCHANGES, OPENAPI, PROTOCOL, ROOT, SANDBOX, Exchange, quotes,
+                      types)
+from support import PASSWORD, Sandbox
 
 # What the documents say of a reply's head; the rest is the server's own affair.
 REPLY_HEADERS = ["Cache-Control", "Content-Length", "Content-Type", "Set-Cookie"]
@@ -48,13 +46,10 @@ class Wire:
 
     def ask(self, head: list[str], body: str) -> tuple[list[str], str]:
         self._socket.sendall(("\r\n".join(head) + "\r\n\r\n" + body).encode("utf-8"))
-        reply = []
-        for line in iter(self._replies.readline, b"\r\n"):
-            if not line:
-                raise AssertionError("The connection ended within the reply's head.")
-            reply.append(line.decode("utf-8").rstrip("\r\n"))
-        text = self._replies.read(int(header(reply, "Content-Length")))
-        return reply, text.decode("utf-8")
+        reply = read_head(self._replies)
+        if not reply:
+            raise AssertionError("The connection ended within the reply's head.")
+        return head_lines(reply), read_body(self._replies, reply).decode("utf-8")
 
 
 class TestReplay(unittest.TestCase):

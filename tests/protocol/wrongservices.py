@@ -10,7 +10,7 @@ from collections.abc import Callable
 from dataclasses import dataclass, field
 from typing import Any
 
-from recorded import header
+from httpmessages import header
 from scriptedservice import BY_NAME, OTHER_GROUP, Answer
 
 PASSWORD = dict(BY_NAME["login"].items)["password"]

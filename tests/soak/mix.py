@@ -6,9 +6,10 @@ import random
 from dataclasses import dataclass
 from typing import Any, Callable
 
-from client import Client, ClientLost
+from clientprocess import ClientLost
 from proxy import Proxy
 from sandbox import Sandbox, label
+from soakclient import Client
 
 LATEST_START = 300  # days from today
 
@@ -117,7 +118,7 @@ class Mix:
     def _scan(self) -> None:
         group = int(self._state["group"].partition(" ")[0])
         serial = self._random.choice(self._serials[group])
-        self._client.scan(label(serial))
+        self._client.tell_reader(f"scan {label(serial)}")
         self._do("scan", "state")
         if self._state["current"] != serial:
             raise ClientLost(f"{serial} was scanned, and {self._state['current']} is current.")

@@ -11,7 +11,9 @@ from collections import Counter
 from contextlib import suppress
 from enum import Enum
 from pathlib import Path
-from typing import BinaryIO, Optional
+from typing import Optional
+
+from httpmessages import read_message
 
 REPLY_TIME = 30.0  # seconds
 DELAY = 0.4  # seconds
@@ -128,17 +130,3 @@ def answer(status: str, body: bytes) -> bytes:
     head = (f"HTTP/1.1 {status}\r\nContent-Type: application/json\r\n"
             f"Content-Length: {len(body)}\r\n\r\n")
     return head.encode() + body
-
-
-def read_message(reader: BinaryIO) -> bytes:
-    """A request or reply with its body; nothing if the connection has ended."""
-    head = [reader.readline()]
-    length = 0
-    while head[-1] not in (b"\r\n", b""):
-        head.append(reader.readline())
-        name, _, value = head[-1].partition(b":")
-        if name.lower() == b"content-length":
-            length = int(value)
-    if not head[-1]:
-        return b""
-    return b"".join(head) + reader.read(length)

@@ -37,11 +37,13 @@ from dataclasses import fields
 from pathlib import Path
 
 import memcheck
-from client import Client, ClientLost, environment
+from clientprocess import Failure
 from measure import PER, Sample, Slope, Verdict, latencies, slope, typical, warmed_up
 from mix import Mix
 from proxy import Proxy
-from sandbox import Sandbox, SandboxLost
+from sandbox import Sandbox
+from sandboxprocess import SandboxLost
+from soakclient import Client, environment
 
 STEADY, GROWS, UNKNOWN = 0, 1, 2
 KB = 1024
@@ -164,7 +166,7 @@ def soak(options: argparse.Namespace, folder: Path) -> int:
     client = None
     try:
         client = Client(program, options.probe, options.reader, folder,
-                        environment(folder, f"localhost:{proxy.port}", sandbox.ca), patience)
+                        environment(folder, f"localhost:{proxy.port}", sandbox.authority), patience)
         mix = Mix(client, sandbox, proxy, seed)
         samples = work(mix, client, options)
         freed = {}
@@ -183,7 +185,7 @@ def soak(options: argparse.Namespace, folder: Path) -> int:
         verdict = report_slopes(mix, samples, freed, options.coarseness)
         print(f"\nVerdict: {verdict.value}.")
         return {Verdict.STEADY: STEADY, Verdict.GROWS: GROWS}.get(verdict, UNKNOWN)
-    except (ClientLost, SandboxLost) as failure:
+    except (Failure, SandboxLost) as failure:
         print(f"FAILED: {failure}")
         if client is not None and client.log.exists():
             print(client.log.read_text(encoding="utf-8", errors="replace")[-4000:])
@@ -192,7 +194,7 @@ def soak(options: argparse.Namespace, folder: Path) -> int:
         if client is not None:
             client.close()
         proxy.close()
-        sandbox.close()
+        sandbox.end()
 
 
 def parse() -> argparse.Namespace:
