@@ -1,5 +1,7 @@
 """The certificate authority and the server certificate."""
 
+from __future__ import annotations
+
 import os
 import socket
 import ssl
@@ -7,35 +9,37 @@ import subprocess
 import threading
 import unittest
 import warnings
+from collections.abc import Callable
+from typing import Any
 
-from support import GROUPS, TestCase
+from support import GROUPS, Sandbox, TestCase
 
 
-def openssl(*arguments, **options):
+def openssl(*arguments: str, **options: Any) -> subprocess.CompletedProcess[str]:
     return subprocess.run(["openssl", *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           text=True, check=False, timeout=30, **options)
 
 
 class CertificateTestCase(TestCase):
-    def path(self, name):
+    def path(self, name: str) -> str:
         return os.path.join(self.folder, name)
 
-    def make(self):
+    def make(self) -> str:
         """Makes the certificates without serving; returns what was printed."""
         result = self.run_once("--make-ca", "--data-dir", self.folder)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         return result.stdout
 
-    def read(self, name):
+    def read(self, name: str) -> str:
         with open(self.path(name), encoding="ascii") as file:
             return file.read()
 
-    def text(self, name):
+    def text(self, name: str) -> str:
         result = openssl("x509", "-in", self.path(name), "-noout", "-text")
         self.assertEqual(result.returncode, 0)
         return result.stdout
 
-    def sign(self, name, subject, alternative):
+    def sign(self, name: str, subject: str, alternative: str) -> None:
         """Makes a leaf with the sandbox's own CA key, as a thief of the key would."""
         extensions = self.path(name + ".ext")
         with open(extensions, "w", encoding="ascii") as file:
@@ -51,13 +55,13 @@ class CertificateTestCase(TestCase):
 
 
 class Authority(CertificateTestCase):
-    def test_make_ca_prints_its_path_and_nothing_else(self):
+    def test_make_ca_prints_its_path_and_nothing_else(self) -> None:
         self.assertEqual(self.make(), self.path("ca.pem") + "\n")
         self.assertIn("BEGIN CERTIFICATE", self.read("ca.pem"))
         self.assertNotIn("PRIVATE", self.read("ca.pem"))
         self.assertFalse(os.path.exists(self.path("sandbox.sqlite")))
 
-    def test_extensions(self):
+    def test_extensions(self) -> None:
         self.make()
         text = self.text("ca.pem")
         self.assertRegex(text, r"Basic Constraints: critical\s+CA:TRUE, pathlen:0\n")
@@ -69,7 +73,7 @@ class Authority(CertificateTestCase):
         self.assertEqual(openssl("x509", "-in", self.path("ca.pem"), "-noout", "-checkend",
                                  str(9 * 365 * 86400)).returncode, 0)
 
-    def test_names_outside_are_not_vouched_for(self):
+    def test_names_outside_are_not_vouched_for(self) -> None:
         self.make()
         for name, alternative, good in [
                 ("own", "DNS:localhost,IP:127.0.0.1", True), ("bank", "DNS:bank.example", False),
@@ -83,7 +87,7 @@ class Authority(CertificateTestCase):
                 if not good:
                     self.assertIn("permitted subtree violation", result.stdout)
 
-    def test_stays_the_same(self):
+    def test_stays_the_same(self) -> None:
         self.make()
         before = self.read("ca.pem"), self.read("ca.key"), self.read("server.pem")
         self.make()
@@ -91,18 +95,18 @@ class Authority(CertificateTestCase):
             self.start(*options).end()
         self.assertEqual((self.read("ca.pem"), self.read("ca.key"), self.read("server.pem")), before)
 
-    def test_every_folder_gets_its_own(self):
+    def test_every_folder_gets_its_own(self) -> None:
         self.make()
         first = self.read("ca.pem")
         os.remove(self.path("ca.pem"))
         self.make()
         self.assertNotEqual(self.read("ca.pem"), first)
 
-    def test_many_starts_at_once_make_one(self):
+    def test_many_starts_at_once_make_one(self) -> None:
         folder = os.path.join(self.folder, "deep", "er")
         results = []
 
-        def run():
+        def run() -> None:
             result = self.run_once("--make-ca", "--data-dir", folder)
             with open(os.path.join(folder, "ca.pem"), encoding="ascii") as file:
                 results.append((result.returncode, file.read()))
@@ -115,7 +119,7 @@ class Authority(CertificateTestCase):
         self.assertEqual(len(set(results)), 1)
         self.assertEqual(results[0][0], 0)
 
-    def test_one_of_no_use_is_told_and_never_replaced(self):
+    def test_one_of_no_use_is_told_and_never_replaced(self) -> None:
         self.make()
         good = {name: self.read(name) for name in ("ca.pem", "ca.key", "server.key")}
         for name, content in [("ca.key", ""), ("ca.key", good["server.key"]), ("ca.pem", "x\n"),
@@ -138,7 +142,7 @@ class Authority(CertificateTestCase):
 
 
 class Server(CertificateTestCase):
-    def test_verifies_for_every_name_of_this_machine(self):
+    def test_verifies_for_every_name_of_this_machine(self) -> None:
         self.make()
         for check in (["-verify_hostname", "localhost"], ["-verify_ip", "127.0.0.1"],
                       ["-verify_ip", "::1"]):
@@ -150,7 +154,7 @@ class Server(CertificateTestCase):
                              self.path("server.pem"))
             self.assertNotEqual(result.returncode, 0, result.stdout)
 
-    def test_extensions(self):
+    def test_extensions(self) -> None:
         self.make()
         text = self.text("server.pem")
         self.assertRegex(text, r"Basic Constraints: critical\s+CA:FALSE\n")
@@ -158,7 +162,7 @@ class Server(CertificateTestCase):
         self.assertRegex(text, r"DNS:localhost, IP Address:127\.0\.0\.1, "
                                r"IP Address:0:0:0:0:0:0:0:1\n")
 
-    def test_served_on_both_loopback_addresses(self):
+    def test_served_on_both_loopback_addresses(self) -> None:
         sandbox = self.start()
         self.assertEqual(self.client(sandbox, "127.0.0.1").get(GROUPS)["rcode"], 0)
         self.assertEqual(self.client(sandbox, "localhost").get(GROUPS)["rcode"], 0)
@@ -168,7 +172,7 @@ class Server(CertificateTestCase):
             self.skipTest("this machine has no ::1")
         self.assertEqual(self.client(sandbox, "::1").get(GROUPS)["rcode"], 0)
 
-    def test_served_on_no_other_address(self):
+    def test_served_on_no_other_address(self) -> None:
         sandbox = self.start()
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
             try:
@@ -180,7 +184,7 @@ class Server(CertificateTestCase):
             with self.assertRaises(ConnectionRefusedError):
                 socket.create_connection((address, sandbox.port), timeout=5).close()
 
-    def test_clients_that_do_not_trust_it_or_ask_for_another_name_get_nothing(self):
+    def test_clients_that_do_not_trust_it_or_ask_for_another_name_get_nothing(self) -> None:
         sandbox = self.start()
         trusting = ssl.create_default_context(cafile=sandbox.authority)
         for context, name in [(ssl.create_default_context(), "localhost"),
@@ -190,7 +194,7 @@ class Server(CertificateTestCase):
                     context.wrap_socket(plain, server_hostname=name)
         self.assertEqual(sandbox.requests_logged(), [])
 
-    def test_old_protocols_are_refused(self):
+    def test_old_protocols_are_refused(self) -> None:
         sandbox = self.start()
         context = ssl.create_default_context(cafile=sandbox.authority)
         context.set_ciphers("DEFAULT@SECLEVEL=0")
@@ -202,12 +206,12 @@ class Server(CertificateTestCase):
             with self.assertRaises(ssl.SSLError):
                 context.wrap_socket(plain, server_hostname="localhost")
 
-    def handshake(self, sandbox, *options):
+    def handshake(self, sandbox: Sandbox, *options: str) -> subprocess.CompletedProcess[str]:
         return openssl("s_client", "-connect", f"127.0.0.1:{sandbox.port}", "-brief",
                        "-verify_return_error", "-CAfile", sandbox.authority, *options,
                        stdin=subprocess.DEVNULL)
 
-    def test_tls_1_2_has_authenticated_encryption_only(self):
+    def test_tls_1_2_has_authenticated_encryption_only(self) -> None:
         sandbox = self.start()
         for name in ("ECDHE-ECDSA-AES128-GCM-SHA256", "ECDHE-ECDSA-AES256-GCM-SHA384",
                      "ECDHE-ECDSA-CHACHA20-POLY1305"):
@@ -220,7 +224,7 @@ class Server(CertificateTestCase):
             self.assertEqual(result.returncode, 1, result.stdout)
             self.assertIn("handshake failure", result.stdout)
 
-    def test_clients_that_choose_nothing_get_tls_1_3(self):
+    def test_clients_that_choose_nothing_get_tls_1_3(self) -> None:
         sandbox = self.start()
         result = self.handshake(sandbox)
         self.assertEqual(result.returncode, 0, result.stdout)
@@ -230,26 +234,28 @@ class Server(CertificateTestCase):
         self.assertEqual(result.returncode, 0, result.stdout)
         self.assertRegex(result.stdout, r"Ciphersuite: ECDHE-ECDSA-(AES\d+-GCM|CHACHA20)")
 
-    def test_renewed_when_it_is_missing_broken_foreign_or_about_to_end(self):
+    def test_renewed_when_it_is_missing_broken_foreign_or_about_to_end(self) -> None:
         self.make()
         authority = self.read("ca.pem")
         other_key = self.path("other.key")
         openssl("genpkey", "-algorithm", "EC", "-pkeyopt", "ec_paramgen_curve:P-256", "-out",
                 other_key)
 
-        def end_soon():
+        def end_soon() -> None:
             self.sign("server", "/CN=localhost", "DNS:localhost,IP:127.0.0.1")
 
-        def foreign():
+        def foreign() -> None:
             openssl("req", "-x509", "-key", self.path("server.key"), "-subj", "/CN=localhost",
                     "-days", "300", "-out", self.path("server.pem"))
 
-        def break_it():
+        def break_it() -> None:
             with open(self.path("server.pem"), "w", encoding="ascii") as file:
                 file.write("nonsense")
 
-        for spoil in (lambda: os.remove(self.path("server.pem")), break_it, end_soon, foreign,
-                      lambda: os.replace(other_key, self.path("server.key"))):
+        spoils: list[Callable[[], None]] = [
+            lambda: os.remove(self.path("server.pem")), break_it, end_soon, foreign,
+            lambda: os.replace(other_key, self.path("server.key"))]
+        for spoil in spoils:
             spoil()
             bad = self.read("server.pem") if os.path.exists(self.path("server.pem")) else ""
             sandbox = self.start()

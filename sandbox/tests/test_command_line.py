@@ -1,11 +1,14 @@
 """Options, what is printed at the start, exit codes, and sentences for what goes wrong."""
 
+from __future__ import annotations
+
 import datetime
 import os
 import re
 import shutil
 import socket
 import sqlite3
+import subprocess
 import tempfile
 import unittest
 
@@ -16,7 +19,7 @@ OPTIONS = ["--port", "--data-dir", "--database", "--reset", "--today", "--sessio
 
 
 class Start(TestCase):
-    def test_lines_for_people_and_scripts(self):
+    def test_lines_for_people_and_scripts(self) -> None:
         sandbox = self.start()
         self.assertEqual(sandbox.lines, [
             f"CA certificate: {self.folder}/ca.pem",
@@ -25,7 +28,7 @@ class Start(TestCase):
             f"listening on https://localhost:{sandbox.port}"])
         self.assertEqual(sandbox.log(), "")
 
-    def test_given_port(self):
+    def test_given_port(self) -> None:
         with socket.create_server(("127.0.0.1", 0)) as free:
             port = free.getsockname()[1]
         sandbox = self.start(port=port)
@@ -35,18 +38,18 @@ class Start(TestCase):
         # Connections of the first one may linger; the port is free at once all the same.
         self.assertEqual(self.start(port=port).port, port)
 
-    def test_given_database(self):
+    def test_given_database(self) -> None:
         path = os.path.join(self.folder, "sub", "folder", "my data.db")
         sandbox = self.start("--database", path)
         self.assertEqual(sandbox.line("database: "), path)
         self.assertTrue(os.path.exists(path))
         self.assertFalse(os.path.exists(sandbox.database))
 
-    def test_options_with_an_equals_sign(self):
+    def test_options_with_an_equals_sign(self) -> None:
         sandbox = self.start("--session-seconds=1000", f"--database={self.folder}/a=b.db")
         self.assertEqual(sandbox.line("database: "), f"{self.folder}/a=b.db")
 
-    def test_default_folder(self):
+    def test_default_folder(self) -> None:
         for environment, expected in [
                 ({"XDG_DATA_HOME": f"{self.folder}/xdg", "HOME": f"{self.folder}/home"},
                  f"{self.folder}/xdg/veltrano-sandbox/ca.pem"),
@@ -61,7 +64,7 @@ class Start(TestCase):
         self.assertEqual(result.returncode, 2)
         self.assertIn("--data-dir", result.stderr)
 
-    def test_without_today_the_machine_s_date_counts(self):
+    def test_without_today_the_machine_s_date_counts(self) -> None:
         sandbox = self.start(today=None)
         today = datetime.date.today()
         running = self.client(sandbox).trackers()["2310784"]["activations"][0]["startTime"]
@@ -69,7 +72,7 @@ class Start(TestCase):
 
 
 class Help(TestCase):
-    def test_names_every_option(self):
+    def test_names_every_option(self) -> None:
         for option in ("--help", "-h"):
             result = self.run_once(option)
             self.assertEqual((result.returncode, result.stderr), (0, ""))
@@ -78,13 +81,13 @@ class Help(TestCase):
             self.assertEqual(set(re.findall(r"--[a-z-]+", result.stdout)), set(OPTIONS))
             self.assertLessEqual(max(map(len, result.stdout.splitlines())), 80)
 
-    def test_makes_nothing(self):
+    def test_makes_nothing(self) -> None:
         self.run_once("--help", "--data-dir", os.path.join(self.folder, "new"))
         self.assertEqual(os.listdir(self.folder), [])
 
 
 class WrongUse(TestCase):
-    def test_exit_code_2_and_one_sentence(self):
+    def test_exit_code_2_and_one_sentence(self) -> None:
         for arguments in (["--nonsense"], ["nonsense"], ["--port"], ["--port", "x"],
                           ["--port", "-1"], ["--port", "65536"], ["--port", "99999999999999999999"],
                           ["--port="], ["--port", "1 "], ["--session-seconds", "0"],
@@ -98,27 +101,27 @@ class WrongUse(TestCase):
                 self.assert_one_sentence(result.stderr)
         self.assertEqual(os.listdir(self.folder), [])
 
-    def assert_one_sentence(self, text):
+    def assert_one_sentence(self, text: str) -> None:
         self.assertRegex(text, r"\Aveltrano-sandbox: [^\n]+\.\n\Z")
 
 
 class Trouble(TestCase):
     """Exit code 1, one sentence that names what is wrong, and nothing spoilt."""
 
-    def assert_trouble(self, arguments, *words, **options):
-        result = self.run_once("--data-dir", self.folder, "--port", "0", *arguments, **options)
+    def assert_trouble(self, arguments: list[str], *words: str) -> None:
+        result = self.run_once("--data-dir", self.folder, "--port", "0", *arguments)
         self.assertEqual((result.returncode, result.stdout), (1, ""), result.stderr)
         self.assertRegex(result.stderr, r"\Aveltrano-sandbox: [^\n]+\.\n\Z")
         for word in words:
             self.assertIn(word, result.stderr)
 
-    def write(self, name, content):
+    def write(self, name: str, content: bytes) -> str:
         path = os.path.join(self.folder, name)
         with open(path, "wb") as file:
             file.write(content)
         return path
 
-    def test_port_taken(self):
+    def test_port_taken(self) -> None:
         for family, address in ((socket.AF_INET, "127.0.0.1"), (socket.AF_INET6, "::1")):
             try:
                 taken = socket.create_server((address, 0), family=family)
@@ -128,7 +131,7 @@ class Trouble(TestCase):
                 port = taken.getsockname()[1]
                 self.assert_trouble(["--port", str(port)], f"Port {port} is taken", "--port")
 
-    def test_port_taken_by_another_sandbox_and_the_own_data_stays(self):
+    def test_port_taken_by_another_sandbox_and_the_own_data_stays(self) -> None:
         mine = self.start()
         self.client(mine).activate(("2310520", "2026-05-01", "7"))
         mine.end()
@@ -137,27 +140,27 @@ class Trouble(TestCase):
         self.assert_trouble(["--port", str(other.port), "--reset"], "is taken")
         self.assertEqual(mine.dump(), before)
 
-    def test_database_that_is_none(self):
+    def test_database_that_is_none(self) -> None:
         for content in (b"nonsense", b"x" * 10000, b"SQLite format 3\0", b"\0" * 200):
-            for options in ([], ["--reset"]):
+            for options in ((), ("--reset",)):
                 path = self.write("data.db", content)
                 self.assert_trouble(["--database", path, *options], path)
                 with open(path, "rb") as file:
                     self.assertEqual(file.read(), content)
 
-    def test_database_of_another_program(self):
+    def test_database_of_another_program(self) -> None:
         path = os.path.join(self.folder, "other.db")
         with sqlite3.connect(path) as connection:
             connection.execute("CREATE TABLE thesis (chapter TEXT)")
         connection.close()
         with open(path, "rb") as file:
             before = file.read()
-        for options in ([], ["--reset"]):
+        for options in ((), ("--reset",)):
             self.assert_trouble(["--database", path, *options], path, "not one of this program")
             with open(path, "rb") as file:
                 self.assertEqual(file.read(), before)
 
-    def test_damaged_database(self):
+    def test_damaged_database(self) -> None:
         sandbox = self.start()
         sandbox.end()
         with open(sandbox.database, "r+b") as file:
@@ -167,33 +170,33 @@ class Trouble(TestCase):
         again = self.start("--reset")
         self.assertEqual(len(self.client(again).trackers()), 21)
 
-    def test_truncated_database(self):
+    def test_truncated_database(self) -> None:
         sandbox = self.start()
         sandbox.end()
         with open(sandbox.database, "r+b") as file:
             file.truncate(5000)
         self.assert_trouble([], sandbox.database)
 
-    def test_database_of_another_version(self):
+    def test_database_of_another_version(self) -> None:
         sandbox = self.start()
         sandbox.end()
         sandbox.sql("PRAGMA user_version = 99")
         self.assert_trouble([], sandbox.database, "version")
 
-    def test_database_that_is_a_folder_or_below_a_file(self):
+    def test_database_that_is_a_folder_or_below_a_file(self) -> None:
         self.assert_trouble(["--database", self.folder], self.folder, "not a file")
         below = os.path.join(self.write("file", b""), "data.db")
         self.assert_trouble(["--database", below], below)
         self.assert_trouble(["--database", "/dev/null"], "/dev/null")
 
-    def test_data_folder_that_cannot_be_made(self):
+    def test_data_folder_that_cannot_be_made(self) -> None:
         path = self.write("file", b"")
         result = self.run_once("--data-dir", path + "/x", "--make-ca")
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertRegex(result.stderr, r"\Aveltrano-sandbox: [^\n]+\.\n\Z")
 
     @unittest.skipUnless(os.geteuid() == 0, "only root can become somebody else")
-    def test_somebody_without_the_right_to_read_or_write(self):
+    def test_somebody_without_the_right_to_read_or_write(self) -> None:
         # The executable may lie where others can't reach it; the folder for it must be open.
         public = tempfile.mkdtemp(prefix="sandbox-test-")
         self.addCleanup(shutil.rmtree, public)
@@ -229,10 +232,9 @@ class Trouble(TestCase):
         self.assertEqual((result.returncode, result.stdout), (1, ""), result.stderr)
         self.assertRegex(result.stderr, r"\Aveltrano-sandbox: [^\n]+\.\n\Z")
 
-    def run_as_nobody(self, program, *arguments):
-        import subprocess
-
-        def become_nobody():
+    def run_as_nobody(self, program: str,
+                      *arguments: str) -> subprocess.CompletedProcess[str]:
+        def become_nobody() -> None:
             os.setgroups([])
             os.setgid(65534)
             os.setuid(65534)

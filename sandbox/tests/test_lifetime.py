@@ -8,8 +8,8 @@ import socket
 import ssl
 import unittest
 
-from support import (ACTIVATE, EMAIL, EXTEND, FORM, GROUPS, INFO, LOGIN, PASSWORD, Sandbox, TestCase,
-                     encode)
+from support import (ACTIVATE, EMAIL, EXTEND, FORM, GROUPS, INFO, LOGIN, PASSWORD, Sandbox,
+                     TestCase, encode)
 
 
 class Persistence(TestCase):
@@ -110,7 +110,7 @@ class Stop(TestCase):
                                    server_hostname="localhost")
         slow.sendall(b"POST /bslogin.php HTTP/1.1\r\nContent-Length: 100\r\n")
         self.addCleanup(slow.close)
-        # Each address accepts in order: that these are logged in shows that it has those above, too.
+        # Each address accepts in order: these are logged in, so it has accepted those above, too.
         for host in ("127.0.0.1", "localhost"):
             for _ in range(6):
                 self.client(sandbox, host)

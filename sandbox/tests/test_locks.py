@@ -42,7 +42,7 @@ class OneFolder(LockTestCase):
         self.client(sandbox).activate(BOOKED)
         before = sandbox.dump()
         data = os.path.join(self.folder, "elsewhere.db")
-        for options in ([], ["--reset"], ["--database", data], ["--database", data, "--reset"]):
+        for options in ((), ("--reset",), ("--database", data), ("--database", data, "--reset")):
             with self.subTest(options=options):
                 self.assert_refused_start(f"The folder {self.folder}", "--data-dir", self.folder,
                                           *options)

@@ -43,12 +43,14 @@ class TestConfigure(unittest.TestCase):
         self.assertFalse(succeeded, output)
         error = re.search(r"^CMake Error at .*?:\n(.*?)(?=\nCall Stack|\n\n\n)", output,
                           re.M | re.S)
-        self.assertIsNotNone(error, output)
+        assert error, output
         return " ".join(error.group(1).split())
 
     def cached(self, name: str) -> str:
         cache = (self.build / "CMakeCache.txt").read_text(encoding="utf-8")
-        return re.search(rf"^{name}:\w+=(.*)$", cache, re.M).group(1)
+        found = re.search(rf"^{name}:\w+=(.*)$", cache, re.M)
+        assert found, name
+        return found[1]
 
     def test_no_database_library(self) -> None:
         self.assertEqual(self.left_out("-DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON"),

@@ -122,6 +122,13 @@ def tree() -> list[str]:
 
 class TestDocuments(unittest.TestCase):
 
+    files: set[str]
+    folders: set[str]
+    names: set[str]
+    suffixes: set[str]
+    documents: dict[str, Document]
+    cmake: str
+
     @classmethod
     def setUpClass(cls) -> None:
         cls.files = set(tree())

@@ -42,8 +42,7 @@ class Manager:
         self.close_atom = self._atom(b"WM_DELETE_WINDOW")
 
     def _atom(self, name: bytes) -> int:
-        atom: int = self._x.XInternAtom(self._display, name, 0)
-        return atom
+        return self._x.XInternAtom(self._display, name, 0)
 
     def ask_to_close(self, window: int) -> None:
         message = _Message(type=CLIENT_MESSAGE, window=window, format=32,

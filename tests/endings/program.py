@@ -9,7 +9,7 @@ from collections.abc import Callable, Mapping, Sequence
 from pathlib import Path
 from typing import Any
 
-from clientprocess import ClientProcess, Failure, wait_until
+from clientprocess import ClientProcess, Failure, Found, wait_until
 from screen import Screen
 from standin import EMAIL, PASSWORD
 
@@ -68,7 +68,8 @@ class Program(ClientProcess):
                  wrapper: Sequence[str] = (), environment: Mapping[str, str | None] | None = None,
                  preload: str = "", **options: Any) -> None:
         socket_path = place.folder / f"hand-{run}"
-        variables: dict[str, str | None] = place.environment | {
+        variables: dict[str, str | None] = {
+            **place.environment,
             "VELTRANO_HAND": str(socket_path),
             # Each line then says by itself whether it is a warning.
             "QT_MESSAGE_PATTERN": "%{type}: %{message}",
@@ -76,9 +77,10 @@ class Program(ClientProcess):
             "MALLOC_PERTURB_": "165",
         }
         if screen:
-            variables |= {name: screen.environment[name] for name in (
-                "DISPLAY", "XAUTHORITY", "FONTCONFIG_FILE")} | {"QT_QPA_PLATFORM": "xcb"}
-        variables |= environment or {}
+            variables["QT_QPA_PLATFORM"] = "xcb"
+            for name in ("DISPLAY", "XAUTHORITY", "FONTCONFIG_FILE"):
+                variables[name] = screen.environment[name]
+        variables.update(environment or {})
         libraries = ":".join(filter(None, (SANITIZER, HAND, preload)))
         # Only into the client: a wrapper is none of the hand's business.
         command = [*wrapper, "env", f"LD_PRELOAD={libraries}", str(CLIENT)]
@@ -96,8 +98,8 @@ class Program(ClientProcess):
     def see(self) -> dict[str, Any]:
         return self.do()
 
-    def wait(self, what: str, look: Callable[[dict[str, Any]], Any],
-             seconds: float = ANSWER_TIME) -> Any:
+    def wait(self, what: str, look: Callable[[dict[str, Any]], Found | None],
+             seconds: float = ANSWER_TIME) -> Found:
         return wait_until(what, lambda: look(self.see()), seconds)
 
     def send_login(self, email: str = EMAIL) -> None:
@@ -117,16 +119,14 @@ class Program(ClientProcess):
             main: dict[str, Any] = report["main"]
             return main if main["count"] == "(2)" and main["group"] == group else None
 
-        main: dict[str, Any] = self.wait(f"the trackers of {group} are listed", shown)
-        return main
+        return self.wait(f"the trackers of {group} are listed", shown)
 
     def wait_for_window(self, kind: str) -> dict[str, Any]:
         """The box, dialog, menu or list that opens."""
         def opened(report: dict[str, Any]) -> dict[str, Any] | None:
             return next((window for window in report["open"] if window["class"] == kind), None)
 
-        window: dict[str, Any] = self.wait(f"a {kind} is open", opened)
-        return window
+        return self.wait(f"a {kind} is open", opened)
 
     # Ending
 

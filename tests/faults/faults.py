@@ -44,7 +44,7 @@ class Fault:
     section: str
     name: str
     place: Place
-    perform: Callable[[Any], None] | Around
+    perform: Callable[[Any], Any]  # of the network: an Around
     get: Shown = EMPTY
     post: Shown = EMPTY
     gets: int = 1  # how often a get arrives while the fault lasts
@@ -252,10 +252,10 @@ def three_chunks(body: bytes) -> bytes:
 
 
 def packed(coding: str, bend: Callable[[bytes], bytes]) -> Callable[[Exchange], bytes]:
-    pack = {"gzip": gzip.compress, "deflate": zlib.compress}[coding]
+    packs: dict[str, Callable[[bytes], bytes]] = {"gzip": gzip.compress, "deflate": zlib.compress}
 
     def reply(exchange: Exchange) -> bytes:
-        body = bend(pack(exchange.reply.body))
+        body = bend(packs[coding](exchange.reply.body))
         return replace(exchange.reply, body=body).whole("200 OK", f"Content-Encoding: {coding}")
 
     return reply
@@ -308,14 +308,15 @@ def unread_by_client(connection: Connection) -> bool:
 # The table
 
 def network(name: str, around: Around, **items: Any) -> Fault:
-    return Fault("The network", name, Place.NETWORK, around, **{"everything": True, **items})
+    items.setdefault("everything", True)
+    return Fault("The network", name, Place.NETWORK, around, **items)
 
 
 def early(section: str, name: str, place: Place, perform: Callable[[Connection], None],
           **items: Any) -> Fault:
     """Before a request is known, so it befalls every one."""
-    return Fault(section, name, place, perform, **{"gets": 0, "posts": 0, "everything": True,
-                                                   **items})
+    items = {"gets": 0, "posts": 0, "everything": True} | items
+    return Fault(section, name, place, perform, **items)
 
 
 def late(section: str, name: str, perform: Performance, **items: Any) -> Fault:
@@ -324,7 +325,7 @@ def late(section: str, name: str, perform: Performance, **items: Any) -> Fault:
 
 HELD_TO_THE_END = {"get": HELD, "post": HELD}
 TILL_THE_NEXT = {**HELD_TO_THE_END, "gets": 0, "posts": 0, "later_post": GOOD, "resumes": True}
-REPEATED = {"gets": ATTEMPTS, "everything": True}
+REPEATED: dict[str, Any] = {"gets": ATTEMPTS, "everything": True}
 AS_GOOD = {"get": GOOD, "post": GOOD}
 AS_ODD = {"get": ODD, "post": ODD}
 

@@ -334,7 +334,7 @@ def write(options: argparse.Namespace, results: list[Result]) -> None:
                                                                          result.deviation)
                for result in results}
     played = document.played(options.jobs, options.qt)
-    options.write.write_text(document.write(lambda *cell: of_cell[cell], played),
+    options.write.write_text(document.write(lambda fault, command: of_cell[fault, command], played),
                              encoding="utf-8")
 
 

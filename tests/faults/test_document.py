@@ -40,8 +40,7 @@ class TestDocument(unittest.TestCase):
     def test_written_by_a_run(self) -> None:
         """Nothing was written between the figures by hand."""
         played = re.search(r"^Played .*?$(?:\n.+$)*", self.text, re.M)
-        self.assertIsNotNone(played)
-        assert played is not None
+        assert played, self.text
         self.assertEqual(document.write(lambda fault, command: self.rows[fault][1 + command],
                                         played[0]), self.text)
 

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from collections.abc import Callable
 from datetime import date, timedelta
 
 from client import View
@@ -46,7 +47,7 @@ def schedule_question(day: Day, trackers: list[Tracker]) -> str:
             f"{day.clock.today} and during {DAYS} days. Are you sure?")
 
 
-def answer_yes_and_wait(day: Day, what: str, carried_out: object) -> View:
+def answer_yes_and_wait(day: Day, what: str, carried_out: Callable[[], bool]) -> View:
     """The database first: a table that was not reloaded yet agrees with the old one."""
     day.operator.click_button("Yes")
     wait_until(f"the database holds {what}", carried_out)

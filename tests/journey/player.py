@@ -3,13 +3,10 @@
 from __future__ import annotations
 
 from collections.abc import Callable
-from typing import TypeVar
 
 from client import Client, Row, View, Widget
-from clientprocess import Failure, wait_until
+from clientprocess import Failure, Found, wait_until
 from screen import Picture, Rect, Screen
-
-T = TypeVar("T")
 
 LEFT, RIGHT, WHEEL_UP, WHEEL_DOWN = "1", "3", "4", "5"
 MOST_WHEEL_TURNS = 400
@@ -35,10 +32,9 @@ class Operator:
             raise Failure("The operator sits at no client.")
         return self._client.see()
 
-    def wait(self, what: str, look: Callable[[View], T], seconds: float = 10.0) -> T:
+    def wait(self, what: str, look: Callable[[View], Found | None], seconds: float = 10.0) -> Found:
         """Looks until the condition holds and returns what it gave."""
-        found: T = wait_until(what, lambda: look(self.see()), seconds)
-        return found
+        return wait_until(what, lambda: look(self.see()), seconds)
 
     def picture(self) -> Picture:
         """The screen, once it shows what the client painted last."""
@@ -50,8 +46,7 @@ class Operator:
             after = self._screen.picture()
             return after if before == after and self._caret_shown(view, after) else None
 
-        picture: Picture = wait_until("the picture on the screen stands still", settled)
-        return picture
+        return wait_until("the picture on the screen stands still", settled)
 
     def _park(self) -> None:
         """Takes the mouse away, so that nothing is lit up below it but what hangs on it."""
@@ -100,7 +95,7 @@ class Operator:
         rect = widget.shown_rect
         if rect is not None and widget.is_a("QCheckBox"):
             # It takes clicks on its box and its text only, not on all of the room that it has.
-            rect = rect._replace(width=rect.height)
+            rect = Rect(rect.x, rect.y, rect.height, rect.height)
         self.point_and_click(rect, name)
 
     def click_button(self, text: str) -> None:
@@ -182,10 +177,9 @@ class Operator:
         """Goes down the table from its first row; rows that cannot be ticked are passed over."""
         self.go_to("treeView")
         self.press("Home")
-        rows = self.wait("the first row is the current one", lambda view: [
-            row for row in view.unfolded() if row.enabled] if any(
-                row.current for row in view.unfolded()) else [])
-        texts = [row.text for row in rows]
+        view = self.wait("the first row is the current one", lambda view: view if any(
+            row.current for row in view.unfolded()) else None)
+        texts = [row.text for row in view.unfolded() if row.enabled]
         if text not in texts:
             raise Failure(f'The keys find no row "{text}", only {texts}.')
         self.press(*["Down"] * texts.index(text))

@@ -50,7 +50,9 @@ class Tracker:
     @classmethod
     def shown(cls, row: Row) -> Tracker:
         periods = tuple(Period(child.text, *child.data) for child in row.rows)
-        return cls(*row.texts, row.light, row.colour, row.enabled, row.tip, row.check, periods)
+        serial, name, competition_id, firmware, imsi = row.texts
+        return cls(serial, name, competition_id, firmware, imsi, row.light, row.colour,
+                   row.enabled, row.tip, row.check, periods)
 
 
 class Service:

@@ -44,7 +44,9 @@ def check_lights_on_screen(day: Day, view: View) -> None:
 def check_password_hidden(day: Day) -> None:
     """Two passwords of the same length must look the same, and not like nothing."""
     def look() -> Picture:
-        return day.operator.picture().cut(day.operator.see().widget("passwordLineEdit").shown_rect)
+        rect = day.operator.see().widget("passwordLineEdit").shown_rect
+        assert rect is not None
+        return day.operator.picture().cut(rect)
 
     def painted(password: str) -> Picture:
         day.log_in(password)

@@ -6,7 +6,7 @@ import unittest
 from pathlib import Path
 
 from equivalent import EQUIVALENT
-from faults import Fault, faults, line_of
+from sourcefaults import Fault, faults, line_of
 
 ROOT = Path(__file__).resolve().parents[2]
 FUNCTION = "void f()\n{{\n    {}\n}}\n"

@@ -48,6 +48,10 @@ def said(*command: str) -> tuple[int, list[str]]:
 
 class TestInstalled(unittest.TestCase):
 
+    folder: tempfile.TemporaryDirectory[str]
+    root: Path
+    share: Path
+
     @classmethod
     def setUpClass(cls) -> None:
         cls.folder = tempfile.TemporaryDirectory(prefix="veltrano-installed-")

@@ -22,8 +22,8 @@ class TestVersions(unittest.TestCase):
     def setUp(self) -> None:
         # The newest heading; what is not released yet has none with a number.
         found = re.search(r"^## (\d\S*) \((\d{4}-\d\d-\d\d)\)$", text("CHANGELOG.md"), re.M)
-        self.assertIsNotNone(found, "CHANGELOG.md has no heading with a version and a day")
-        self.version, self.day = found.groups()
+        assert found, "CHANGELOG.md has no heading with a version and a day"
+        self.version, self.day = found[1], found[2]
 
     def test_changelog(self) -> None:
         self.assertEqual(self.version, VERSION)
@@ -31,13 +31,15 @@ class TestVersions(unittest.TestCase):
     def test_metainfo(self) -> None:
         name = "packaging/example.quillmora.veltrano.metainfo.xml"
         release = xml.etree.ElementTree.fromstring(text(name)).find("releases/release")
+        assert release is not None, name
         self.assertEqual(release.attrib, {"version": VERSION, "date": self.day})
 
     def test_debian_changelog(self) -> None:
-        changelog = text("debian/changelog")
-        self.assertEqual(re.match(r"veltrano \((\S+)\) ", changelog).group(1), VERSION)
-        date = re.search(r"^ -- .*>  (.*)$", changelog, re.M).group(1)
-        self.assertEqual(parsedate_to_datetime(date).date().isoformat(), self.day)
+        newest = re.match(r"veltrano \((\S+)\) .*?^ -- .*?>  (.*?)$", text("debian/changelog"),
+                          re.M | re.S)
+        assert newest, "debian/changelog has no entry that is signed"
+        self.assertEqual(newest[1], VERSION)
+        self.assertEqual(parsedate_to_datetime(newest[2]).date().isoformat(), self.day)
 
     def test_manual_pages(self) -> None:
         for program in ("veltrano", "veltrano-sandbox"):

@@ -60,18 +60,18 @@ class Run:
 
 def run_here(*arguments: str, typed: bytes = TYPED) -> Run:
     """The script within this process, which saves starting Python for every row."""
-    streams = [io.TextIOWrapper(io.BytesIO(data), encoding="utf-8") for data in (typed, b"", b"")]
+    buffers = [io.BytesIO(data) for data in (typed, b"", b"")]
+    streams = [io.TextIOWrapper(buffer, encoding="utf-8") for buffer in buffers]
     with mock.patch.object(sys, "stdin", streams[0]), contextlib.redirect_stdout(streams[1]), \
             contextlib.redirect_stderr(streams[2]):
         try:
             code = check_service.main(arguments)
         except SystemExit as end:
             code = end.code
-    texts = []
     for stream in streams[1:]:
         stream.flush()
-        texts.append(stream.buffer.getvalue().decode("utf-8"))
-    return Run(code, *texts)
+    output, errors = (buffer.getvalue().decode("utf-8") for buffer in buffers[1:])
+    return Run(code, output, errors)
 
 
 def run_script(*arguments: str, typed: bytes = TYPED) -> Run:
@@ -392,10 +392,10 @@ class TestNotAsked(TestCase):
 
     def test_command_lines(self) -> None:
         """What is too much is not repeated: it may be a password."""
-        for arguments in [[], ["localhost", PASSWORD], ["localhost", "--password", PASSWORD],
-                          ["localhost", f"--password={PASSWORD}"], ["localhost", "--seconds", "0"],
-                          ["localhost", "--seconds", "-1"], ["localhost", "--seconds", "nan"],
-                          ["localhost", "--ca"], ["localhost", "--sec", "3"]]:
+        for arguments in [(), ("localhost", PASSWORD), ("localhost", "--password", PASSWORD),
+                          ("localhost", f"--password={PASSWORD}"), ("localhost", "--seconds", "0"),
+                          ("localhost", "--seconds", "-1"), ("localhost", "--seconds", "nan"),
+                          ("localhost", "--ca"), ("localhost", "--sec", "3")]:
             with self.subTest(arguments):
                 run = run_here(*arguments)
                 self.assertEqual((run.code, run.output), (2, ""))
@@ -444,6 +444,7 @@ class TestCertificates(TestCase):
     def test_refused(self) -> None:
         self.folder = Path(tempfile.mkdtemp(prefix="check-service-test-"))
         self.addCleanup(shutil.rmtree, self.folder)
+        assert OPENSSL is not None
         subprocess.run([ROOT / "tests" / "support" / "make-certificates", OPENSSL, self.folder],
                        check=True)
         for name, problem in [("untrusted", UNKNOWN_CA), ("wrong-host", "is not for this name"),
@@ -468,6 +469,7 @@ class TestPassword(TestCase):
         process = subprocess.Popen([SCRIPT, f"localhost:{self.service.port}", "--ca",
                                     f"{self.folder}/ca.pem"], stdin=subprocess.PIPE)
         try:
+            assert process.stdin is not None
             process.stdin.write(TYPED)
             process.stdin.close()
             self.assertTrue(self.service.arrived.wait(PATIENCE))

@@ -12,7 +12,7 @@ from clientprocess import PRELOADING, ClientProcess
 ANSWER_TIME = 30.0  # seconds until a client that starts or works must answer
 
 
-def environment(folder: Path, host: str, ca: Path) -> dict[str, str]:
+def environment(folder: Path, host: str, ca: str) -> dict[str, str]:
     """Nothing of the caller's own settings reaches the client."""
     runtime = folder / "runtime"
     runtime.mkdir(mode=0o700, exist_ok=True)
@@ -23,7 +23,7 @@ def environment(folder: Path, host: str, ca: Path) -> dict[str, str]:
         "XDG_RUNTIME_DIR": str(runtime), "QT_QPA_PLATFORM": "offscreen",
         # The kind of each line: what the program logs itself is no more than information.
         "QT_MESSAGE_PATTERN": "%{type}: %{message}",
-        "VELTRANO_TEST_HOST": host, "VELTRANO_TEST_CA": str(ca),
+        "VELTRANO_TEST_HOST": host, "VELTRANO_TEST_CA": ca,
     }
 
 

@@ -57,8 +57,10 @@ class ClientProcess:
         self._connection: socket.socket | None = None
         self._answers: Any = None
         with open(log, "ab") as output:
-            self.process = subprocess.Popen(command, env=environment, **{
-                "stdin": subprocess.DEVNULL, "stdout": output, "stderr": output, **options})
+            streams: dict[str, Any] = {
+                "stdin": subprocess.DEVNULL, "stdout": output, "stderr": output}
+            self.process: subprocess.Popen[bytes] = subprocess.Popen(
+                command, env=environment, **streams | options)
 
     def ask(self, question: str) -> dict[str, Any]:
         if self._connection is None:
@@ -74,8 +76,7 @@ class ClientProcess:
             raise ClientLost(f"The client is gone: {error}. {self.end_of_log()}") from error
         if not line:
             raise ClientLost(f"The client is gone. {self.end_of_log()}")
-        answer: dict[str, Any] = json.loads(line)
-        return answer
+        return json.loads(line)
 
     def _connect(self) -> socket.socket | None:
         if not self.running:
