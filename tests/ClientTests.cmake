@@ -16,7 +16,8 @@ add_custom_command(
     COMMENT "Making the tests' certificate chains")
 add_custom_target(test_certificates DEPENDS "${certificates}/expired.pem" "${chains}/dh2048.pem")
 
-add_library(test_support OBJECT support/scriptedserver.cpp support/windowtest.cpp)
+add_library(test_support OBJECT
+    support/markingtranslator.cpp support/scriptedserver.cpp support/windowtest.cpp)
 add_dependencies(test_support test_certificates)
 target_include_directories(test_support PUBLIC "${PROJECT_SOURCE_DIR}" support)
 target_compile_definitions(test_support PUBLIC "TEST_CERTIFICATES=\"${certificates}\"")

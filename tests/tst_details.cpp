@@ -1,5 +1,6 @@
 // One tracker's details: the look-up behind a double click, the dialog with its form, the save.
 
+#include "markingtranslator.h"
 #include "servedwindow.h"
 #include "windowtest.h"
 
@@ -15,7 +16,6 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QRegularExpression>
-#include <QTranslator>
 
 Q_DECLARE_METATYPE(ScriptedServer::Behaviour)
 
@@ -32,30 +32,6 @@ QByteArray target(const QByteArray &baItems)
 {
     return InfoPath + QByteArray("?") + baItems;
 }
-
-/// Marks every text of the dialog's context and keeps what it was asked for there.
-class MarkingTranslator : public QTranslator
-{
-    Q_OBJECT
-
-public:
-    MarkingTranslator() { QCoreApplication::installTranslator(this); }
-    ~MarkingTranslator() override { QCoreApplication::removeTranslator(this); }
-
-    bool isEmpty() const override { return false; }
-    QString translate(const char *pContext, const char *pSource, const char *pDisambiguation,
-                      int iNumber) const override
-    {
-        if (qstrcmp(pContext, "EditTracker") != 0)
-            return {};
-        m_bPlain = m_bPlain && qstrlen(pDisambiguation) == 0 && iNumber == -1;
-        m_asked << pSource;
-        return QString("<%1>").arg(pSource);
-    }
-
-    mutable QStringList m_asked;
-    mutable bool m_bPlain = true; // no disambiguation, no plural number
-};
 
 /// A dialog with slots that are named after widgets and their signals.
 class NamedSlots : public QDialog
@@ -314,10 +290,10 @@ void TestDetails::formIsTranslated()
 {
     const MarkingTranslator translator;
     EditTracker dialog;
-    QCOMPARE(translator.m_asked, QStringList({"Dialog", "Tracker Name"}));
-    QVERIFY(translator.m_bPlain);
-    QCOMPARE(dialog.windowTitle(), QString("<Dialog>"));
-    QCOMPARE(childOf<QLabel>(&dialog, "trackerNameLabel")->text(), QString("<Tracker Name>"));
+    const QStringList texts{"EditTracker<Dialog>", "EditTracker<Tracker Name>"};
+    QCOMPARE(translator.answers("EditTracker"), texts);
+    QCOMPARE(dialog.windowTitle(), texts.first());
+    QCOMPARE(childOf<QLabel>(&dialog, "trackerNameLabel")->text(), texts.last());
 }
 
 void TestDetails::dialogAddsNothing()

@@ -1,11 +1,11 @@
 // Setting the profile of trackers: the question, the request's bytes, and how the slot tells its
 // two buttons apart.
 
+#include "markingtranslator.h"
 #include "servedwindow.h"
 #include "windowtest.h"
 
 #include <QPushButton>
-#include <QTranslator>
 
 namespace {
 constexpr const char *ExtendPath = "/extendTrackers.php";
@@ -17,27 +17,6 @@ QByteArray postedTracker(const QByteArray &baSerialNumber)
 {
     return "    %7B%0A        %22deviceSn%22: %22" + baSerialNumber + "%22%0A    %7D";
 }
-
-/// Translates the title and nothing else, in the window's context.
-class TitleTranslator : public QTranslator
-{
-    Q_OBJECT
-
-public:
-    TitleTranslator() { QCoreApplication::installTranslator(this); }
-    ~TitleTranslator() override { QCoreApplication::removeTranslator(this); }
-
-    bool isEmpty() const override { return false; }
-    QString translate(const char *pContext, const char *pSource, const char *pDisambiguation,
-                      int iNumber) const override
-    {
-        Q_UNUSED(pDisambiguation)
-        Q_UNUSED(iNumber)
-        const bool bTitle =
-            qstrcmp(pContext, "MainWindow") == 0 && qstrcmp(pSource, "Activate ?") == 0;
-        return bTitle ? QString("Aktivieren?") : QString();
-    }
-};
 } // namespace
 
 class TestProfile : public QObject
@@ -151,10 +130,10 @@ void TestProfile::questions()
 void TestProfile::titleIsTranslated()
 {
     prepare();
-    const TitleTranslator translator;
+    const MarkingTranslator translator;
     BoxAnswers answers({QMessageBox::No});
     m_pDesk->click("normalProfile");
-    QCOMPARE(answers.seen().value(0).title, QString("Aktivieren?"));
+    QCOMPARE(answers.seen().value(0).title, QString("MainWindow<Activate ?>"));
 }
 
 void TestProfile::returnKeyMeansYes()

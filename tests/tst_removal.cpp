@@ -1,6 +1,7 @@
 // Removing a pending period: what the context menu offers where, what choosing its entry sends, and
 // the traces.
 
+#include "markingtranslator.h"
 #include "servedwindow.h"
 #include "windowtest.h"
 
@@ -8,7 +9,6 @@
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QMenu>
-#include <QTranslator>
 
 namespace {
 constexpr const char *RemovePath = "/removeActivation.php";
@@ -28,22 +28,6 @@ struct SeenMenu
     QStringList entries;
     QPoint place;
     bool hasParent = true;
-};
-
-/// Answers every text of every context.
-class AnswerAll : public QTranslator
-{
-    Q_OBJECT
-
-public:
-    AnswerAll() { QCoreApplication::installTranslator(this); }
-    ~AnswerAll() override { QCoreApplication::removeTranslator(this); }
-
-    bool isEmpty() const override { return false; }
-    QString translate(const char *, const char *, const char *, int) const override
-    {
-        return "translated";
-    }
 };
 } // namespace
 
@@ -255,7 +239,7 @@ void TestRemoval::placeAndParent()
 void TestRemoval::entryIsNotTranslated()
 {
     show();
-    const AnswerAll translator;
+    const MarkingTranslator translator;
     QCOMPARE(openMenu(placeOf(period(0))).entries, QStringList("Remove"));
 }
 

@@ -1,6 +1,7 @@
 // The window's construction and wiring: meta-object, owned objects, connections, the state at the
 // start, and the controls that do nothing on purpose.
 
+#include "markingtranslator.h"
 #include "scriptedserver.h"
 #include "windowtest.h"
 
@@ -20,7 +21,6 @@
 #include <QSettings>
 #include <QSignalSpy>
 #include <QStandardItemModel>
-#include <QTranslator>
 #include <QTreeView>
 
 #include <memory>
@@ -63,22 +63,6 @@ const QStringList &allWiring()
         "weeksSpinBox valueChanged(int) -> on_weeksSpinBox_valueChanged(int)"};
     return connections;
 }
-
-/// Answers every text with another one, in whatever context.
-class OtherLanguage : public QTranslator
-{
-    Q_OBJECT
-
-public:
-    OtherLanguage() { QCoreApplication::installTranslator(this); }
-    ~OtherLanguage() override { QCoreApplication::removeTranslator(this); }
-
-    bool isEmpty() const override { return false; }
-    QString translate(const char *, const char *pSource, const char *, int) const override
-    {
-        return QString("<%1>").arg(pSource);
-    }
-};
 
 QMetaMethod ownMethod(int iLocalIndex)
 {
@@ -561,7 +545,7 @@ void TestWindow::selectionButtonsStandInOrder()
 
 void TestWindow::selectionButtonsAreNotTranslated()
 {
-    const OtherLanguage translator;
+    const MarkingTranslator translator;
     m_pWindow = std::make_unique<MainWindow>();
     const QList<QAbstractButton *> buttons = widget<QDialogButtonBox>("selectionBox")->buttons();
     QCOMPARE(buttons.at(0)->text(), QString("Select All"));
@@ -570,18 +554,18 @@ void TestWindow::selectionButtonsAreNotTranslated()
 
 void TestWindow::formIsTranslatedAtConstruction()
 {
-    const OtherLanguage translator;
+    const MarkingTranslator translator;
     m_pWindow = std::make_unique<MainWindow>();
-    QCOMPARE(m_pWindow->windowTitle(), QString("<Veltrano>"));
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("<Login>"));
-    QCOMPARE(widget<QLabel>("weeksLabel")->text(), QString("<Days>"));
+    QCOMPARE(m_pWindow->windowTitle(), QString("MainWindow<Veltrano>"));
+    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("MainWindow<Login>"));
+    QCOMPARE(widget<QLabel>("weeksLabel")->text(), QString("MainWindow<Days>"));
     QCOMPARE(widget<QLabel>("accountBalance")->text(), QString());
 }
 
 void TestWindow::formStaysWhenTheLanguageChanges()
 {
     // The window handles no event by itself, a change of the language neither.
-    const OtherLanguage translator;
+    const MarkingTranslator translator;
     QCoreApplication::sendPostedEvents(m_pWindow.get(), QEvent::LanguageChange);
     QCOMPARE(m_pWindow->windowTitle(), QString("Veltrano"));
     QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
