@@ -1,0 +1,72 @@
+// What all benchmarks share: which tables and how often, waiting for a paint, and the rows that
+// they print.
+
+#ifndef BENCHMARKS_MEASURE_H
+#define BENCHMARKS_MEASURE_H
+
+#include <QByteArray>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QList>
+#include <QObject>
+
+#include <functional>
+
+class QString;
+class QWidget;
+
+/// What the command line asks for.
+struct Plan
+{
+    QList<int> sizes; // trackers in a table
+    int runs = 0;
+};
+
+/// Settings of its own, and a log that is formatted, counted and thrown away. Reads the options
+/// --sizes and --runs; needs the application object.
+Plan beginMeasuring(const QList<int> &sizes, int iRuns);
+
+struct Traces
+{
+    int lines = 0;
+    qint64 characters = 0;
+
+    bool operator==(const Traces &other) const;
+};
+
+/// What was written to the info log since the last call.
+Traces takeTraces();
+
+/// Ends the program: what it compares is not comparable.
+[[noreturn]] void giveUp(const char *pWhy);
+
+double millisecondsSince(const QElapsedTimer &timer);
+
+/// Ends its wait with the first paint of a widget for which a condition holds.
+class PaintWatch : public QObject
+{
+public:
+    PaintWatch(QWidget *pWidget, std::function<bool()> condition);
+
+    void wait() { m_loop.exec(); }
+
+protected:
+    bool eventFilter(QObject *pWatched, QEvent *pEvent) override;
+
+private:
+    std::function<bool()> m_condition;
+    QEventLoop m_loop;
+};
+
+/// The figures of one measure, and of the bare work that it is compared with, if there is any.
+struct Figures
+{
+    QList<double> program;
+    QList<double> bare;
+};
+
+/// One table in Markdown on standard output. The ratio is that of the medians.
+void printHead(const char *pUnit);
+void printRow(const QString &strWhat, int iTrackers, const Figures &figures);
+
+#endif // BENCHMARKS_MEASURE_H
