@@ -2,6 +2,7 @@
 
 #include "connections.h"
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
@@ -15,6 +16,11 @@ namespace {
 constexpr std::chrono::milliseconds Moment(100);
 // Connections fall idle without a word.
 constexpr std::chrono::milliseconds Pause(10);
+#ifdef POLLRDHUP
+constexpr short HangUp = POLLRDHUP; // the client's alone
+#else
+constexpr short HangUp = POLLHUP;
+#endif
 
 bool hasUnreadBytes(int socket)
 {
@@ -64,6 +70,12 @@ void Connections::answered()
     const std::lock_guard<std::mutex> lock(connection->owner->m_mutex);
     connection->inRequest = false;
     connection->quietSince = std::chrono::steady_clock::now();
+}
+
+void Connections::waitForHangUp(std::optional<std::chrono::milliseconds> limit)
+{
+    pollfd connection{servedHere()->socket, HangUp, 0};
+    poll(&connection, 1, limit ? static_cast<int>(limit->count()) : -1);
 }
 
 void Connections::cutAll()

@@ -11,6 +11,7 @@
 #include <functional>
 #include <list>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 /// Knows every connection from its accept to its close. Only so many can be served at a time; where
@@ -34,6 +35,10 @@ public:
 
     /// To be called when a reply is sent, in the thread that serves its connection.
     static void answered();
+
+    /// In the thread that serves a connection: returns when its client has hung up, when it is cut,
+    /// or after so long.
+    static void waitForHangUp(std::optional<std::chrono::milliseconds> limit);
 
     /// Cuts all connections: whoever reads from one or writes to one at that moment fails.
     void cutAll();

@@ -105,6 +105,7 @@ Reply Service::dispatch(const Endpoint &endpoint, const Call &call)
     Json body = Json::parse(endpoint.noAnswer);
     const std::optional<Session> session = m_sessions.find(call.token);
     if (!session) {
+        reply.sessionRefused = true;
         body.update(result(SessionRefused, "Please log in."));
         setBody(reply, body, "rcode");
         return reply;

@@ -37,6 +37,8 @@ struct Reply
     std::string token; ///< a new session's cookie value, empty if none is to be set
     std::string allow; ///< the methods to name when the method was wrong
     int session = 0;   ///< the session's number for the log, 0 without one
+    /// The request needed a session and had none.
+    bool sessionRefused = false;
 };
 
 /// A reply for requests that are refused as they stand.

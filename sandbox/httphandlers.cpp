@@ -4,13 +4,16 @@
 
 #include "connections.h"
 #include "endpoints.h"
+#include "failures.h"
 #include "requestlog.h"
 
 #include <httplib.h>
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 constexpr const char *SessionCookie = "veltrano_session";
@@ -29,6 +32,14 @@ struct Note
     RequestNote forLog;
     bool answered = false;
     bool counted = false;
+};
+
+/// What the requests are answered from.
+struct Backend
+{
+    Service &service;
+    Failures &failures;
+    std::atomic<int> &underWay;
 };
 
 Note &note()
@@ -140,14 +151,23 @@ Body readBody(const httplib::Request &request, const httplib::Response &response
     return whole ? Body::Complete : Body::Broken;
 }
 
-Reply countedAnswer(Service &service, std::atomic<int> &underWay, const Call &call)
+void answer(const Backend &backend, Call call, httplib::Response &response)
 {
-    ++underWay;
+    ++backend.underWay;
     note().counted = true;
-    return service.answer(call);
+    const std::optional<FailureKind> failure = backend.failures.next();
+    if (failure == FailureKind::RefuseSession)
+        call.token.clear();
+    const Reply reply = backend.service.answer(call);
+    write(response, reply);
+    // A login has no session that could be refused.
+    if (!failure || (failure == FailureKind::RefuseSession && !reply.sessionRefused))
+        return;
+    note().forLog.failure = failure;
+    spoil(response, *failure);
 }
 
-void answerWithBody(Service &service, std::atomic<int> &underWay, const httplib::Request &request,
+void answerWithBody(const Backend &backend, const httplib::Request &request,
                     httplib::Response &response, const httplib::ContentReader &reader)
 {
     Call call = callOf(request);
@@ -159,23 +179,24 @@ void answerWithBody(Service &service, std::atomic<int> &underWay, const httplib:
         writeAndClose(response, malformedReply(400, "The request ended before its form did."));
         break;
     case Body::Complete:
-        write(response, call.method == "POST" && !isForm(request)
-                            ? malformedReply(415, std::string("Send the form as ") + FormType + ".")
-                            : countedAnswer(service, underWay, call));
+        if (call.method == "POST" && !isForm(request))
+            write(response, malformedReply(415, std::string("Send the form as ") + FormType + "."));
+        else
+            answer(backend, std::move(call), response);
         break;
     }
 }
 
 /// Answers what carries no body; true if that was so.
-bool answerWithoutBody(Service &service, std::atomic<int> &underWay,
-                       const httplib::Request &request, httplib::Response &response)
+bool answerWithoutBody(const Backend &backend, const httplib::Request &request,
+                       httplib::Response &response)
 {
     note() = Note();
     note().forLog.start = std::chrono::steady_clock::now();
     // A range is a wish that a service may pass over; the library would cut our JSON to pieces.
     const_cast<httplib::Request &>(request).ranges.clear();
     if (!bodyIsAnnounced(request)) {
-        write(response, countedAnswer(service, underWay, callOf(request)));
+        answer(backend, callOf(request), response);
         return true;
     }
     if (!mayHaveBody(request.method)) {
@@ -200,38 +221,51 @@ void answerNonsense(const httplib::Request &, httplib::Response &response)
                                                                  : "This is no request."));
 }
 
-void endReply(const httplib::Request &request, httplib::Response &response)
+void stopCounting(std::atomic<int> &underWay)
+{
+    if (std::exchange(note().counted, false))
+        --underWay;
+}
+
+void endReply(std::atomic<int> &underWay, const httplib::Request &request,
+              httplib::Response &response)
 {
     // The library promises to keep the connection whatever we do.
     if (response.get_header_value("Connection") == "close")
         response.headers.erase("Keep-Alive");
     logRequest(request.method, request.path, response.status, note().forLog);
+    if (note().forLog.failure) {
+        // No stop waits for what would never come.
+        stopCounting(underWay);
+        holdBack(*note().forLog.failure);
+    }
 }
 
 /// Runs when the reply is sent, or could not be.
 void finish(std::atomic<int> &underWay)
 {
-    if (note().counted)
-        --underWay;
+    stopCounting(underWay);
     note() = Note();
     Connections::answered();
 }
 } // namespace
 
-void serve(httplib::Server &server, Service &service, std::atomic<int> &underWay)
+void serve(httplib::Server &server, Service &service, Failures &failures,
+           std::atomic<int> &underWay)
 {
     using httplib::ContentReader;
     using httplib::Request;
     using httplib::Response;
     using Handled = httplib::Server::HandlerResponse;
 
-    server.set_pre_routing_handler([&](const Request &request, Response &response) {
-        return answerWithoutBody(service, underWay, request, response) ? Handled::Handled
-                                                                       : Handled::Unhandled;
+    const Backend backend{service, failures, underWay};
+    server.set_pre_routing_handler([backend](const Request &request, Response &response) {
+        return answerWithoutBody(backend, request, response) ? Handled::Handled
+                                                             : Handled::Unhandled;
     });
-    const auto withBody = [&](const Request &request, Response &response,
-                              const ContentReader &reader) {
-        answerWithBody(service, underWay, request, response, reader);
+    const auto withBody = [backend](const Request &request, Response &response,
+                                    const ContentReader &reader) {
+        answerWithBody(backend, request, response, reader);
     };
     // Through a content reader: the library takes no more than 8 KB of a form otherwise.
     server.Post(".*", withBody);
@@ -240,6 +274,8 @@ void serve(httplib::Server &server, Service &service, std::atomic<int> &underWay
     server.Delete(".*", withBody);
     server.set_error_handler(httplib::Server::Handler(answerNonsense));
     // Before the reply is sent: who has read it finds its line in the log.
-    server.set_post_routing_handler(endReply);
+    server.set_post_routing_handler([&underWay](const Request &request, Response &response) {
+        endReply(underWay, request, response);
+    });
     server.set_logger([&](const Request &, const Response &) { finish(underWay); });
 }

@@ -8,11 +8,14 @@
 namespace httplib {
 class Server;
 }
+class Failures;
 class Service;
 
 /// Makes the server answer every request from the service, with a JSON object for everything,
 /// nonsense included, and one log line each. Counts the requests that have arrived and whose reply
-/// is not yet sent. The service and the counter must outlive the server.
-void serve(httplib::Server &server, Service &service, std::atomic<int> &underWay);
+/// is not yet sent; those that fail on purpose do not count then. What is referred to must outlive
+/// the server.
+void serve(httplib::Server &server, Service &service, Failures &failures,
+           std::atomic<int> &underWay);
 
 #endif // SANDBOX_HTTPHANDLERS_H

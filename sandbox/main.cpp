@@ -3,6 +3,7 @@
 #include "certificates.h"
 #include "database.h"
 #include "endpoints.h"
+#include "failures.h"
 #include "filelock.h"
 #include "options.h"
 #include "privacy.h"
@@ -85,11 +86,14 @@ void run(const Options &options)
     const Day today = options.today.value_or(currentDay());
     LockedDatabase data = openDatabase(options.database, options.reset, today);
     Service service(std::move(data.database), options.today, options.sessionLifetime);
-    server.start(service);
+    Failures failures(options.failures);
+    server.start(service, failures);
     std::cout << "CA certificate: " << certificates.authority << '\n'
               << "database: " << options.database << '\n'
-              << "log in as: " << DemoEmail << " with password: " << DemoPassword << '\n'
-              << "listening on https://localhost:" << server.port() << std::endl;
+              << "log in as: " << DemoEmail << " with password: " << DemoPassword << '\n';
+    for (const Failure &failure : options.failures)
+        std::cout << announcement(failure) << '\n';
+    std::cout << "listening on https://localhost:" << server.port() << std::endl;
     waitForEnd(signals);
     server.stop();
     std::cout << "stopped" << std::endl;

@@ -43,6 +43,17 @@ std::int64_t numberBetween(const std::string &name, const std::string &text, std
     return *number;
 }
 
+Failure failure(const std::string &text)
+{
+    const std::optional<Failure> result = failureFromText(text);
+    if (!result) {
+        throw UsageError("--fail takes a kind of failure that --help lists, alone or with a colon "
+                         "and a number from 1 to " +
+                         std::to_string(MaxEvery) + ", not " + inQuotes(text) + ".");
+    }
+    return *result;
+}
+
 bool setFlag(Options &options, const std::string &name)
 {
     const bool help = name == "--help" || name == "-h";
@@ -57,7 +68,7 @@ bool setFlag(Options &options, const std::string &name)
 bool takesValue(const std::string &name)
 {
     return name == "--port" || name == "--data-dir" || name == "--database" || name == "--today" ||
-           name == "--session-seconds";
+           name == "--session-seconds" || name == "--fail";
 }
 
 void setValue(Options &options, const std::string &name, const std::string &value)
@@ -74,9 +85,11 @@ void setValue(Options &options, const std::string &name, const std::string &valu
         options.today = dayFromText(value);
         if (!options.today)
             throw UsageError("--today takes a date like 2026-03-01, not " + inQuotes(value) + ".");
-    } else {
+    } else if (name == "--session-seconds") {
         options.sessionLifetime =
             std::chrono::seconds(numberBetween(name, value, 1, MaxSessionSeconds));
+    } else {
+        options.failures.push_back(failure(value));
     }
 }
 } // namespace
@@ -125,6 +138,9 @@ with a demonstration account. Ctrl+C stops it.
   --today YYYY-MM-DD   take this day for today (default: the machine's date)
   --session-seconds N  end a session N seconds after its login (default 28800);
                        a restart ends all sessions
+  --fail KIND[:EVERY]  fail on purpose, in one request of EVERY (default: each);
+                       may be given again; KIND is slow, silent, refuse-session,
+                       empty-reply, cut-reply or error-page
   --make-ca            only make the certificates if they are missing, print the
                        path of the CA certificate, and exit
   --help, -h           show this text and exit

@@ -4,6 +4,7 @@
 #define SANDBOX_OPTIONS_H
 
 #include "calendar.h"
+#include "failures.h"
 
 #include <chrono>
 #include <optional>
@@ -19,6 +20,7 @@ struct Options
     std::string database;
     std::optional<Day> today; ///< empty: the machine's date
     std::chrono::seconds sessionLifetime = std::chrono::hours(8);
+    std::vector<Failure> failures;
     bool reset = false;
     bool makeAuthorityOnly = false;
     bool help = false;

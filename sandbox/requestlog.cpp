@@ -69,5 +69,6 @@ void logRequest(const std::string &method, const std::string &path, int status,
 {
     logLine(timeStamp() + " " + printable(method) + " " + printable(path) + " " +
             std::to_string(status) + " " + note.result + " " + millisecondsSince(note.start) +
-            "ms session=" + (note.session == 0 ? "-" : std::to_string(note.session)));
+            "ms session=" + (note.session == 0 ? "-" : std::to_string(note.session)) +
+            (note.failure ? " FAILED ON PURPOSE: " + nameOf(*note.failure) : ""));
 }

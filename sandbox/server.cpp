@@ -159,10 +159,10 @@ bool HttpsServer::bindAll(const CertificatePaths &certificates, int port)
     return true;
 }
 
-void HttpsServer::start(Service &service)
+void HttpsServer::start(Service &service, Failures &failures)
 {
     for (const auto &listener : m_listeners) {
-        serve(*listener->server, service, m_underWay);
+        serve(*listener->server, service, failures, m_underWay);
         m_threads.emplace_back([raw = listener->server.get()] { raw->listen_after_bind(); });
     }
 }

@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+class Failures;
+
 /// Takes its port when it is made, so that nothing else is touched while another sandbox has it;
 /// answers once it is started.
 class HttpsServer
@@ -26,11 +28,12 @@ public:
 
     int port() const { return m_port; }
 
-    /// Begins to answer from the service, which must outlive this object, in threads of its own.
-    void start(Service &service);
+    /// Begins to answer from the service in threads of its own. Both must outlive this object.
+    void start(Service &service, Failures &failures);
 
     /// Returns when the requests that have arrived are answered, which takes five seconds at most.
-    /// Idle connections and half requests hold nothing up for more than a moment.
+    /// Idle connections, half requests and failures on purpose hold nothing up for more than a
+    /// moment.
     void stop();
 
 private:

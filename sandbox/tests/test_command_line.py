@@ -14,7 +14,7 @@ import unittest
 
 from support import EMAIL, EXECUTABLE, PASSWORD, TODAY, TestCase
 
-OPTIONS = ["--port", "--data-dir", "--database", "--reset", "--today", "--session-seconds",
+OPTIONS = ["--port", "--data-dir", "--database", "--reset", "--today", "--session-seconds", "--fail",
            "--make-ca", "--help"]
 
 

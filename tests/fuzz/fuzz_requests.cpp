@@ -7,6 +7,7 @@
 #include "sandbox/connections.h"
 #include "sandbox/database.h"
 #include "sandbox/endpoints.h"
+#include "sandbox/failures.h"
 #include "sandbox/httphandlers.h"
 #include "sandbox/seed.h"
 
@@ -241,7 +242,7 @@ private:
     {
         fillFirst();
         startAnew();
-        serve(m_server, m_service, m_underWay);
+        serve(m_server, m_service, m_failures, m_underWay);
         m_server.set_payload_max_length(std::size_t{1} << 20U);
         const std::string form = std::string("email=") + DemoEmail + "&password=" + DemoPassword;
         m_token = m_service.answer({"POST", "/bslogin.php", form, ""}).token;
@@ -281,6 +282,7 @@ private:
     Database m_first = connectTo(":memory:");
     sqlite3 *m_handle; // the service's
     Service m_service;
+    Failures m_failures; // none
     std::atomic<int> m_underWay{0};
     Connections m_connections{1};
     SocketlessServer m_server;
