@@ -9,6 +9,7 @@
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QIcon>
+#include <QImage>
 #include <QKeyEvent>
 #include <QProxyStyle>
 #include <QStandardItemModel>
@@ -67,7 +68,7 @@ public:
     }
 
     mutable int m_iMeasured = 0;
-    int m_iTickBox = 13; // pixels
+    int m_iTickBox = 25; // pixels, higher than a line of text
 };
 
 /// A light of so many pixels.
@@ -115,8 +116,10 @@ private slots:
     void toolTipOfNothing();
 
     void measuredOnceForAKind();
+    void digitsOfTheLocale();
     void rowsThatDiffer_data();
     void rowsThatDiffer();
+    void noTexts();
     void longTexts();
     void whatTheViewSets_data();
     void whatTheViewSets();
@@ -130,6 +133,7 @@ private:
     }
     bool showTip(const QString &strTip);
     void compareHeights();
+    void setLetters(int iSize);
 
     QScopedPointer<MainWindow> m_pWindow;
     QTreeView *m_pView = nullptr;
@@ -231,6 +235,16 @@ void TestTrackerDelegate::measuredOnceForAKind()
     QVERIFY2(m_pStyle->m_iMeasured <= Kinds, QByteArray::number(m_pStyle->m_iMeasured));
 }
 
+void TestTrackerDelegate::digitsOfTheLocale()
+{
+    m_pView->setLocale(QLocale(QLocale::Arabic, QLocale::Egypt)); // has digits of its own
+    for (int iRow = 0; iRow < Rows; ++iRow)
+        model()->item(iRow, 1)->setData(iRow, Qt::DisplayRole);
+    m_pStyle->m_iMeasured = 0;
+    QCOMPARE(heights(m_pView).size(), Rows);
+    QVERIFY2(m_pStyle->m_iMeasured >= Rows, QByteArray::number(m_pStyle->m_iMeasured));
+}
+
 void TestTrackerDelegate::rowsThatDiffer_data()
 {
     QTest::addColumn<Change>("change");
@@ -251,18 +265,19 @@ void TestTrackerDelegate::rowsThatDiffer_data()
     row("pixmap", true, [](auto *pModel) {
         pModel->item(ChangedRow)->setData(light(200).pixmap(200), Qt::DecorationRole);
     });
+    row("images", true, [](auto *pModel) {
+        for (int iRow : {0, ChangedRow})
+            pModel->item(iRow)->setData(QImage(9, 40 + iRow, QImage::Format_RGB32),
+                                        Qt::DecorationRole);
+    });
     row("no light", true,
         [](auto *pModel) { pModel->item(ChangedRow)->setData(QVariant(), Qt::DecorationRole); });
     row("number for a text", false,
         [](auto *pModel) { pModel->item(ChangedRow, 1)->setData(7, Qt::DisplayRole); });
-    row("nothing but empty texts", true, [](auto *pModel) {
-        pModel->setItem(ChangedRow, 0, new QStandardItem(""));
-        for (int iColumn = 1; iColumn < Columns; ++iColumn)
-            pModel->item(ChangedRow, iColumn)->setText("");
-    });
-    row("nothing at all", true, [](auto *pModel) {
-        for (int iColumn = 0; iColumn < Columns; ++iColumn)
-            pModel->setItem(ChangedRow, iColumn, new QStandardItem);
+    row("no tick box, nor a light", true, [](auto *pModel) {
+        for (int iRow : {0, ChangedRow})
+            pModel->item(iRow)->setData(QVariant(), Qt::DecorationRole);
+        pModel->item(ChangedRow)->setData(QVariant(), Qt::CheckStateRole);
     });
 }
 
@@ -278,12 +293,33 @@ void TestTrackerDelegate::rowsThatDiffer()
         QVERIFY(heights(m_pView).at(ChangedRow) != iBefore);
 }
 
-void TestTrackerDelegate::longTexts()
+void TestTrackerDelegate::setLetters(int iSize)
 {
     QFont font;
-    font.setPixelSize(400); // a text of 50,000 letters is wider than any line can be then
+    font.setPixelSize(iSize);
     for (QTreeView *pView : {m_pView, m_pReference.data()})
         pView->setFont(font);
+}
+
+void TestTrackerDelegate::noTexts()
+{
+    setLetters(100); // pixels: even an empty text is higher than a tick box and a light
+    const QIcon icon = light(LightSize);
+    for (int iColumn = 0; iColumn < Columns; ++iColumn) {
+        model()->setItem(0, iColumn, new QStandardItem(""));
+        model()->setItem(ChangedRow, iColumn, new QStandardItem);
+        for (int iRow : {0, ChangedRow}) {
+            model()->item(iRow, iColumn)->setCheckable(true);
+            model()->item(iRow, iColumn)->setIcon(icon);
+        }
+    }
+    compareHeights();
+    QVERIFY(heights(m_pView).at(ChangedRow) < heights(m_pView).at(0));
+}
+
+void TestTrackerDelegate::longTexts()
+{
+    setLetters(400); // pixels: a text of 50,000 letters is wider than any line can be then
     compareHeights();
     const int iBefore = heights(m_pView).at(ChangedRow);
     model()->item(ChangedRow, 1)->setText(QString("word ").repeated(10000));

@@ -28,11 +28,6 @@ bool isPlainLine(const QString &strText)
     return strText.size() <= LongestLine &&
            std::all_of(strText.cbegin(), strText.cend(), isPrintableAscii);
 }
-
-bool isOfType(const QVariant &value, int iType)
-{
-    return !value.isValid() || value.userType() == iType;
-}
 } // namespace
 
 TrackerDelegate::TrackerDelegate(QAbstractItemView *pView) : QStyledItemDelegate(pView)
@@ -57,16 +52,14 @@ bool TrackerDelegate::helpEvent(QHelpEvent *pEvent, QAbstractItemView *pView,
 QSize TrackerDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
 {
     const std::optional<CellKind> kind =
-        option.rect.width() == NoWidth ? cellKind(index) : std::nullopt;
+        option.rect.width() == NoWidth ? cellKind(index, option.locale) : std::nullopt;
     if (!kind)
         return QStyledItemDelegate::sizeHint(option, index);
 
-    if (m_font != option.font || m_iconSize != option.decorationSize ||
-        m_features != option.features) {
+    if (m_font != option.font || m_iconSize != option.decorationSize) {
         m_sizes.clear();
         m_font = option.font;
         m_iconSize = option.decorationSize;
-        m_features = option.features;
     }
     const auto measured = m_sizes.find(*kind);
     if (measured != m_sizes.end())
@@ -84,17 +77,16 @@ bool TrackerDelegate::eventFilter(QObject *pWatched, QEvent *pEvent)
     return false; // with the view as an editor the framework would close it at Tab and Return
 }
 
-/// Nothing for a cell that has to be measured itself.
-std::optional<TrackerDelegate::CellKind> TrackerDelegate::cellKind(const QModelIndex &index)
+std::optional<TrackerDelegate::CellKind> TrackerDelegate::cellKind(const QModelIndex &index,
+                                                                   const QLocale &locale) const
 {
     const QVariant text = index.data(Qt::DisplayRole);
     const QVariant icon = index.data(Qt::DecorationRole);
-    const QString strText = text.toString();
-    if (!isOfType(text, QMetaType::QString) || !isOfType(icon, QMetaType::QIcon) ||
-        !isPlainLine(strText) || index.data(Qt::SizeHintRole).isValid() ||
-        index.data(Qt::FontRole).isValid())
+    const bool bPicture = icon.isValid() && icon.userType() != QMetaType::QIcon;
+    if (bPicture || !isPlainLine(displayText(text, locale)) ||
+        index.data(Qt::SizeHintRole).isValid() || index.data(Qt::FontRole).isValid())
         return std::nullopt;
     const qint64 iIcon = icon.isValid() ? qvariant_cast<QIcon>(icon).cacheKey() : -1;
     const bool bTickBox = !index.data(Qt::CheckStateRole).isNull();
-    return CellKind(iIcon, bTickBox, !strText.isNull(), strText.isEmpty());
+    return CellKind(iIcon, bTickBox, !text.isNull());
 }

@@ -32,17 +32,16 @@ public:
     bool eventFilter(QObject *pWatched, QEvent *pEvent) override;
 
 private:
-    /// The icon's key, or -1; whether there is a box to tick; whether there is a text; whether it
-    /// is empty.
-    using CellKind = std::tuple<qint64, bool, bool, bool>;
+    /// The icon's key, or -1; whether there is a box to tick; whether there is a text.
+    using CellKind = std::tuple<qint64, bool, bool>;
 
-    static std::optional<CellKind> cellKind(const QModelIndex &index);
+    /// Nothing for a cell that has to be measured itself.
+    std::optional<CellKind> cellKind(const QModelIndex &index, const QLocale &locale) const;
 
     mutable std::map<CellKind, QSize> m_sizes;
     // What the view had set when they were measured.
     mutable QFont m_font;
     mutable QSize m_iconSize;
-    mutable QStyleOptionViewItem::ViewItemFeatures m_features;
 };
 
 #endif // WINDOW_TRACKERDELEGATE_H
