@@ -249,8 +249,8 @@ void TestTrackerDelegate::rowsThatDiffer_data()
 {
     QTest::addColumn<Change>("change");
     QTest::addColumn<bool>("differs");
-    const auto row = [](const char *pName, bool bDiffers, Change change) {
-        QTest::newRow(pName) << std::move(change) << bDiffers;
+    const auto row = [](const char *pName, bool bDiffers, const Change &change) {
+        QTest::newRow(pName) << change << bDiffers;
     };
     row("line break", true, [](auto *pModel) { pModel->item(ChangedRow, 1)->setText("a\nb"); });
     row("line separator", true,
@@ -330,8 +330,8 @@ void TestTrackerDelegate::longTexts()
 void TestTrackerDelegate::whatTheViewSets_data()
 {
     QTest::addColumn<ViewChange>("change");
-    const auto row = [](const char *pName, ViewChange change) {
-        QTest::newRow(pName) << std::move(change);
+    const auto row = [](const char *pName, const ViewChange &change) {
+        QTest::newRow(pName) << change;
     };
     row("font", [](QTreeView *pView) { pView->setFont(QFont("x", 40)); });
     row("size of the lights", [](QTreeView *pView) { pView->setIconSize(QSize(8, 8)); });

@@ -22,23 +22,29 @@ namespace {
 constexpr int SerialNumberWidth = 300; // pixels
 constexpr QRgb ExtendedProfileColour = qRgb(221, 85, 0);
 
-// A tracker's and a period's members. As plain literals they would be converted for each row.
-constexpr QLatin1String SerialNumberKey("deviceSn");
-constexpr QLatin1String TrackerNameKey("TrackerName");
-constexpr QLatin1String CompeIdKey("compe_id");
-constexpr QLatin1String FirmwareKey("v");
-constexpr QLatin1String ImsiKey("imsi");
-constexpr QLatin1String StateKey("state");
-constexpr QLatin1String ProfileKey("p");
-constexpr QLatin1String GroupsKey("groups");
-constexpr QLatin1String ActivationsKey("activations");
-constexpr QLatin1String ActivationIdKey("id");
-constexpr QLatin1String DoneKey("done");
-constexpr QLatin1String StartTimeKey("startTime");
-constexpr QLatin1String EndTimeKey("endTime");
+/// A member's name. A plain literal would be converted for each row.
+template <int Size>
+constexpr QLatin1String latin1(const char (&literal)[Size])
+{
+    return QLatin1String(literal, Size - 1); // counted here: not every compiler counts it itself
+}
 
-constexpr QLatin1String ExtendedProfile("E");
-constexpr QLatin1String PeriodArrow(" -> ");
+constexpr QLatin1String SerialNumberKey = latin1("deviceSn");
+constexpr QLatin1String TrackerNameKey = latin1("TrackerName");
+constexpr QLatin1String CompeIdKey = latin1("compe_id");
+constexpr QLatin1String FirmwareKey = latin1("v");
+constexpr QLatin1String ImsiKey = latin1("imsi");
+constexpr QLatin1String StateKey = latin1("state");
+constexpr QLatin1String ProfileKey = latin1("p");
+constexpr QLatin1String GroupsKey = latin1("groups");
+constexpr QLatin1String ActivationsKey = latin1("activations");
+constexpr QLatin1String ActivationIdKey = latin1("id");
+constexpr QLatin1String DoneKey = latin1("done");
+constexpr QLatin1String StartTimeKey = latin1("startTime");
+constexpr QLatin1String EndTimeKey = latin1("endTime");
+
+constexpr QLatin1String ExtendedProfile = latin1("E");
+constexpr QLatin1String PeriodArrow = latin1(" -> ");
 
 struct LightIcons
 {
