@@ -1,11 +1,13 @@
-// What lasts for a while, on a clock that does not have to be waited for.
+// What lasts for a while, on a clock that does not have to be waited for, and the calendar's days.
 
+#include "calendar.h"
 #include "database.h"
 #include "duplicates.h"
 #include "endpoints.h"
 #include "seed.h"
 
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
@@ -116,6 +118,31 @@ void sessionsEndHoweverMuchTheyAreUsed(Checks &check)
     check.that(isRefused(service, token), "then it has ended");
     check.that(!isRefused(service, other), "a later one has its own time");
 }
+
+/// In no time zone, nor where the machine's clock counts leap seconds, does a day become another.
+void daysAreReadAndWritten(Checks &check)
+{
+    const std::vector<std::pair<Day, std::string>> days{
+        {-719162, "0001-01-01"}, {-718008, "0004-02-29"}, {-141432, "1582-10-10"},
+        {-25568, "1899-12-31"},  {-25509, "1900-02-28"},  {-25508, "1900-03-01"},
+        {-1, "1969-12-31"},      {0, "1970-01-01"},       {911, "1972-06-30"},
+        {11016, "2000-02-29"},   {20522, "2026-03-10"},   {24856, "2038-01-20"},
+        {47541, "2100-03-01"},   {2932896, "9999-12-31"}};
+    const std::vector<std::string> none{"0000-12-31", "1900-02-29",  "2026-00-10",  "2026-13-01",
+                                        "2026-04-00", "2026-04-31",  "2026-02-30",  "2026-4-01",
+                                        "2026-04-1",  " 026-04-01",  "+026-04-01",  "2026-04-+1",
+                                        "2026/04/01", "2026-04-01 ", "10000-01-01", ""};
+    for (const char *zone : {"UTC", "UTC-14", "UTC+12", "America/New_York", "right/UTC"}) {
+        setenv("TZ", zone, 1);
+        tzset();
+        for (const auto &[day, text] : days) {
+            check.that(dayText(day) == text, text + " is written in " + zone);
+            check.that(dayFromText(text) == day, text + " is read in " + zone);
+        }
+        for (const std::string &text : none)
+            check.that(!dayFromText(text), "no day in " + std::string(zone) + ": " + text);
+    }
+}
 } // namespace
 
 int main()
@@ -124,6 +151,7 @@ int main()
         Checks check;
         duplicatesAreForgottenAfterFiveSeconds(check);
         sessionsEndHoweverMuchTheyAreUsed(check);
+        daysAreReadAndWritten(check);
         return check.failed() == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
     } catch (const std::exception &error) {
         std::cerr << error.what() << std::endl;
