@@ -3,8 +3,8 @@
 #include "bookings.h"
 
 #include "money.h"
-#include "numbers.h"
 #include "refusals.h"
+#include "texts.h"
 
 #include <optional>
 

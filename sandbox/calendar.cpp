@@ -2,7 +2,7 @@
 
 #include "calendar.h"
 
-#include "numbers.h"
+#include "texts.h"
 
 #include <array>
 #include <cstdio>

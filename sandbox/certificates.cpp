@@ -3,9 +3,9 @@
 #include "certificates.h"
 
 #include "filelock.h"
-#include "passwords.h"
 #include "pemfiles.h"
 #include "privacy.h"
+#include "randomness.h"
 
 #include <openssl/evp.h>
 #include <openssl/x509v3.h>
@@ -31,23 +31,20 @@ void addExtension(X509 *certificate, X509 *issuer, int nid, const char *value)
 {
     X509V3_CTX context;
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-    X509_EXTENSION *extension = X509V3_EXT_conf_nid(nullptr, &context, nid, value);
-    require(extension != nullptr, value);
-    const int added = X509_add_ext(certificate, extension, -1);
-    X509_EXTENSION_free(extension);
-    require(added == 1, value);
+    const std::unique_ptr<X509_EXTENSION, FreedBy<X509_EXTENSION_free>> extension(
+        X509V3_EXT_conf_nid(nullptr, &context, nid, value));
+    require(extension && X509_add_ext(certificate, extension.get(), -1) == 1, value);
 }
 
 void setSerial(X509 *certificate)
 {
     std::string bytes = randomBytes(SerialBytes);
     bytes[0] = static_cast<char>((static_cast<unsigned char>(bytes[0]) & 0x7fU) | 0x40U);
-    BIGNUM *number =
-        BN_bin2bn(reinterpret_cast<const unsigned char *>(bytes.data()), SerialBytes, nullptr);
-    require(number != nullptr, "serial number");
-    const bool set = BN_to_ASN1_INTEGER(number, X509_get_serialNumber(certificate)) != nullptr;
-    BN_free(number);
-    require(set, "serial number");
+    const std::unique_ptr<BIGNUM, FreedBy<BN_free>> number(
+        BN_bin2bn(reinterpret_cast<const unsigned char *>(bytes.data()), SerialBytes, nullptr));
+    require(number &&
+                BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr,
+            "serial number");
 }
 
 CertificatePointer newCertificate(EVP_PKEY *key, const std::string &commonName, int days)
@@ -79,8 +76,8 @@ void makeAuthority(const CertificatePaths &paths)
 {
     const KeyPointer key = newKey();
     // The number tells the authorities of two machines or folders apart.
-    const CertificatePointer certificate = newCertificate(
-        key.get(), "Veltrano sandbox CA " + hexText(randomBytes(4)), DaysOfAuthority);
+    const CertificatePointer certificate =
+        newCertificate(key.get(), "Veltrano sandbox CA " + randomHex(4), DaysOfAuthority);
     X509 *x509 = certificate.get();
     require(X509_set_issuer_name(x509, X509_get_subject_name(x509)) == 1, "issuer");
     addExtension(x509, x509, NID_basic_constraints, "critical,CA:TRUE,pathlen:0");

@@ -6,13 +6,12 @@
 #include "seed.h"
 
 #include <sqlite3.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <utility>
 
@@ -21,7 +20,8 @@ constexpr int SchemaVersion = 1;
 // The files of a database. SQLite gives the others the rights that the last one has.
 constexpr std::array<const char *, 4> Suffixes = {"-journal", "-wal", "-shm", ""};
 
-// The application's id ("VLTR") marks the file as ours, so that --reset never empties another one.
+// Marks the file as ours ("VLTR"), so that --reset never empties another one.
+constexpr unsigned long ApplicationId = 0x564c5452;
 constexpr const char *Schema = R"(
     PRAGMA application_id = 0x564c5452;
     PRAGMA user_version = 1;
@@ -74,21 +74,16 @@ Content contentOf(const std::string &path)
         return Content::None;
     if (!std::filesystem::is_regular_file(status))
         throw databaseError(path, "is not a file");
-    errno = 0;
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
+    if (access(path.c_str(), R_OK) != 0)
         throw databaseError(path, std::string("cannot be read: ") + std::strerror(errno));
-
-    std::array<char, 100> head{};
-    file.read(head.data(), head.size());
-    if (file.gcount() == 0)
+    if (std::filesystem::file_size(path) == 0)
         return Content::None;
-    static constexpr char Magic[] = "SQLite format 3";
-    static constexpr char Id[] = "VLTR";
-    const bool ours = file.gcount() == static_cast<std::streamsize>(head.size()) &&
-                      std::memcmp(head.data(), Magic, sizeof(Magic)) == 0 &&
-                      std::memcmp(head.data() + 68, Id, sizeof(Id) - 1) == 0;
-    return ours ? Content::Ours : Content::Foreign;
+    try {
+        const bool ours = Database::getHeaderInfo(path).applicationId == ApplicationId;
+        return ours ? Content::Ours : Content::Foreign;
+    } catch (const SQLite::Exception &) {
+        return Content::Foreign; // no head of a database
+    }
 }
 
 void checkContent(Database &database)

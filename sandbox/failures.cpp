@@ -3,7 +3,7 @@
 #include "failures.h"
 
 #include "connections.h"
-#include "numbers.h"
+#include "texts.h"
 
 #include <httplib.h>
 

@@ -6,20 +6,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <charconv>
 #include <utility>
 
 namespace {
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 bool isUtf8(const std::string &text)
 {
     try {
@@ -41,11 +31,12 @@ std::string decoded(std::string_view text)
         } else if (text[i] != '%') {
             result += text[i];
         } else {
-            const int high = i + 1 < text.size() ? hexDigit(text[i + 1]) : -1;
-            const int low = i + 2 < text.size() ? hexDigit(text[i + 2]) : -1;
-            if (high < 0 || low < 0)
+            const std::string_view digits = text.substr(i + 1, 2);
+            const char *const end = digits.data() + digits.size();
+            unsigned byte = 0;
+            if (digits.size() < 2 || std::from_chars(digits.data(), end, byte, 16).ptr != end)
                 throw BadRequest("A percent sign in the form is not followed by two hex digits.");
-            result += static_cast<char>(high * 16 + low);
+            result += static_cast<char>(byte);
             i += 2;
         }
     }

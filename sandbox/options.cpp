@@ -2,7 +2,7 @@
 
 #include "options.h"
 
-#include "numbers.h"
+#include "texts.h"
 
 #include <cstdlib>
 

@@ -16,11 +16,7 @@
 #include <stdexcept>
 
 namespace {
-struct BioDeleter
-{
-    void operator()(BIO *bio) const { BIO_free(bio); }
-};
-using BioPointer = std::unique_ptr<BIO, BioDeleter>;
+using BioPointer = std::unique_ptr<BIO, FreedBy<BIO_free>>;
 
 void writeFile(const std::string &path, BIO *content, mode_t mode)
 {

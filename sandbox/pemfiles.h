@@ -8,16 +8,18 @@
 #include <memory>
 #include <string>
 
-struct CertificateDeleter
+/// Hands what a pointer of OpenSSL's points at to the function that ends it.
+template <auto Free>
+struct FreedBy
 {
-    void operator()(X509 *certificate) const { X509_free(certificate); }
+    template <typename Thing>
+    void operator()(Thing *thing) const
+    {
+        Free(thing);
+    }
 };
-struct KeyDeleter
-{
-    void operator()(EVP_PKEY *key) const { EVP_PKEY_free(key); }
-};
-using CertificatePointer = std::unique_ptr<X509, CertificateDeleter>;
-using KeyPointer = std::unique_ptr<EVP_PKEY, KeyDeleter>;
+using CertificatePointer = std::unique_ptr<X509, FreedBy<X509_free>>;
+using KeyPointer = std::unique_ptr<EVP_PKEY, FreedBy<EVP_PKEY_free>>;
 
 /// Null when the file is missing, unreadable or holds no such thing.
 CertificatePointer readCertificate(const std::string &path);

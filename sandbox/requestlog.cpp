@@ -22,10 +22,9 @@ std::string timeStamp()
     std::tm local{};
     localtime_r(&seconds, &local);
 
-    std::array<char, 40> whole{};
-    std::strftime(whole.data(), whole.size(), "%Y-%m-%dT%H:%M:%S", &local);
-    std::array<char, 50> text{};
-    std::snprintf(text.data(), text.size(), "%s.%03d", whole.data(),
+    std::array<char, 40> text{};
+    const std::size_t end = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &local);
+    std::snprintf(text.data() + end, text.size() - end, ".%03d",
                   static_cast<int>(sinceEpoch.count() % 1000));
     return text.data();
 }
@@ -34,19 +33,13 @@ std::string timeStamp()
 /// %XX; a dash where there is none.
 std::string printable(std::string_view text)
 {
-    static constexpr char Hex[] = "0123456789ABCDEF";
     if (text.empty())
         return "-";
     std::string result;
     for (const char c : text.substr(0, MaxPrinted)) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte > 0x20 && byte < 0x7f) {
-            result += c;
-        } else {
-            result += '%';
-            result += Hex[byte >> 4U];
-            result += Hex[byte & 15U];
-        }
+        std::array<char, 4> escaped{};
+        std::snprintf(escaped.data(), escaped.size(), "%%%02X", static_cast<unsigned char>(c));
+        result += c > 0x20 && c < 0x7f ? std::string(1, c) : escaped.data();
     }
     if (text.size() > MaxPrinted)
         result += "...";

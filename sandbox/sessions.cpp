@@ -2,7 +2,7 @@
 
 #include "sessions.h"
 
-#include "passwords.h"
+#include "randomness.h"
 
 #include <utility>
 
@@ -17,7 +17,7 @@ Sessions::Sessions(std::chrono::seconds lifetime, Clock clock) :
 
 std::string Sessions::start(std::int64_t account)
 {
-    std::string token = hexText(randomBytes(TokenBytes));
+    std::string token = randomHex(TokenBytes);
     const auto now = m_clock();
     const std::lock_guard<std::mutex> lock(m_mutex);
     for (auto it = m_sessions.begin(); it != m_sessions.end();)

@@ -3,8 +3,8 @@
 #include "trackers.h"
 
 #include "money.h"
-#include "numbers.h"
 #include "refusals.h"
+#include "texts.h"
 
 #include <algorithm>
 

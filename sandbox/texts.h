@@ -1,7 +1,7 @@
-// Numbers in texts from outside, and such texts inside a sentence.
+// Texts from outside: the numbers in them, and how they stand in a sentence.
 
-#ifndef SANDBOX_NUMBERS_H
-#define SANDBOX_NUMBERS_H
+#ifndef SANDBOX_TEXTS_H
+#define SANDBOX_TEXTS_H
 
 #include <charconv>
 #include <cstdint>
@@ -32,4 +32,4 @@ inline std::string inQuotes(std::string_view text)
     return result;
 }
 
-#endif // SANDBOX_NUMBERS_H
+#endif // SANDBOX_TEXTS_H
