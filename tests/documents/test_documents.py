@@ -255,6 +255,16 @@ class TestDocuments(unittest.TestCase):
                          [preset["name"] for preset in presets["configurePresets"]
                           if not preset.get("hidden")])
 
+    def test_table_of_the_sandbox_s_sources(self) -> None:
+        """Each once."""
+        table = self.documents["sandbox/README.md"].text.partition("\n## The sources\n")[2]
+        named = [name for row in re.findall(r"^\| \w+ \|([^|]*)\|", table.partition("\n#")[0], re.M)
+                 for name in re.findall(r"`(\w+)`", row)]
+        self.assertEqual(sorted(named), sorted({
+            PurePosixPath(name).stem for name in self.files
+            if fnmatchcase(name, "sandbox/*.cpp") or fnmatchcase(name, "sandbox/*.h")
+            if "/tests/" not in name}))
+
     def test_variables(self) -> None:
         known = set(re.findall(r"\bVELTRANO_[A-Z_]+\b", self.cmake))
         for document in self.documents.values():
