@@ -131,11 +131,11 @@ class Kinds(Failing):
 
 class Rules(Failing):
     def test_every_request_is_the_default(self) -> None:
-        sandbox = self.failing("empty-reply")
+        sandbox = self.failing("error-page")
         client = self.client(sandbox, login=False)
         login = encode({"email": EMAIL, "password": PASSWORD})
-        self.assertEqual(self.outcome(client, "POST", LOGIN, login), "empty")
-        self.assertEqual(self.outcomes(client, 3), ["empty"] * 3)
+        self.assertEqual(self.outcome(client, "POST", LOGIN, login), "page")
+        self.assertEqual(self.outcomes(client, 3), ["page"] * 3)
 
     def test_requests_of_all_clients_are_counted_together(self) -> None:
         sandbox = self.failing("empty-reply:4")

@@ -20,6 +20,7 @@ from dataclasses import replace
 from pathlib import Path
 
 import command_steps as commands
+import failure_steps as failures
 import keyboard_steps as keyboard
 import reader_steps as reader
 import screen_steps as screens
@@ -90,6 +91,7 @@ KEYBOARD_DAY: Steps = [
 JOURNEYS: dict[str, tuple[Steps, Look]] = {
     "day": (DAY, Look()),
     "keyboard": (KEYBOARD_DAY, Look()),
+    "failures": (failures.STEPS, Look()),
     "dense-screen": (screens.steps(screens.check_dense), Look(dpi=192)),
     "large-font": (screens.steps(screens.check_large_font),
                    Look(width=1024, height=768, font_points=14)),

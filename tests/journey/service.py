@@ -70,21 +70,25 @@ class Service:
         self._environment = os.environ | clock.environment()
         self._start()
 
-    def _start(self) -> None:
+    def _start(self, *options: str) -> None:
         """A sandbox that was started anew goes on with the log and the database of the old one."""
+        self._logged_before = self.log.stat().st_size if self.log.exists() else 0
         try:
-            self._process = SandboxProcess(self._program, *self._options, log_path=self.log,
-                                           environment=self._environment)
+            self._process = SandboxProcess(self._program, *self._options, *options,
+                                           log_path=self.log, environment=self._environment)
         except SandboxLost as error:
             raise Failure(str(error)) from error
 
-    def restart(self) -> None:
+    def restart(self, *options: str) -> None:
         """Ends all sessions: they are kept in the process, what was booked is not."""
         self.close()
-        self._start()
+        self._start(*options)
 
     def log_text(self) -> str:
         return self._process.log()
+
+    def log_of_this_start(self) -> str:
+        return self.log_text()[self._logged_before:]
 
     def close(self) -> None:
         self._process.end()
