@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import http.client
 import json
+import socket
 import time
 from collections.abc import Iterable
 from typing import Any
@@ -176,11 +177,15 @@ class Rules(Failing):
 
     def test_a_client_that_gives_up_makes_room(self) -> None:
         sandbox = self.failing("silent")
-        for count in range(1, 70):  # more than are served at a time
-            client = self.client(sandbox, "127.0.0.1", login=False)
-            self.send(client, "GET", GROUPS)
+        for count in (40, 80):  # more than are served at a time
+            clients = [self.client(sandbox, "127.0.0.1", login=False) for _ in range(40)]
+            for client in clients:
+                self.send(client, "GET", GROUPS)
             self.wait_for_mark(sandbox, count)
-            client.close()
+            for client in clients:
+                # It could still hear a reply.
+                socket.socket.shutdown(client.connection.sock, socket.SHUT_WR)
+                self.assertEqual(client.connection.sock.recv(1), b"")
 
     def test_a_slow_reply_does_not_hold_up_the_end(self) -> None:
         sandbox = self.failing("slow:2")
