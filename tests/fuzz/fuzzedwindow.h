@@ -1,8 +1,8 @@
-// The window as the targets play with it: the real one, on no screen and with no network, and what
-// must be seen of it after each reply.
-
 #ifndef TESTS_FUZZ_FUZZEDWINDOW_H
 #define TESTS_FUZZ_FUZZEDWINDOW_H
+
+// The window as the targets play with it: the real one, on no screen and with no network, and what
+// must be seen of it after each reply.
 
 #include "window/mainwindow.h"
 

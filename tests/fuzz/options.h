@@ -1,7 +1,7 @@
-// What the first byte of an input asks for.
-
 #ifndef TESTS_FUZZ_OPTIONS_H
 #define TESTS_FUZZ_OPTIONS_H
+
+// What the first byte of an input asks for.
 
 #include "fuzzedwindow.h"
 #include "windowstate.h"

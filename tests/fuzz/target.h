@@ -1,7 +1,7 @@
-// What a fuzz target is made of, whoever runs it: libFuzzer, or the replay in every other build.
-
 #ifndef TESTS_FUZZ_TARGET_H
 #define TESTS_FUZZ_TARGET_H
+
+// What a fuzz target is made of, whoever runs it: libFuzzer, or the replay in every other build.
 
 #include <cstddef>
 #include <cstdint>

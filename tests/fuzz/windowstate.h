@@ -1,7 +1,7 @@
-// What is to be seen of the window, and what each reply must make of it.
-
 #ifndef TESTS_FUZZ_WINDOWSTATE_H
 #define TESTS_FUZZ_WINDOWSTATE_H
+
+// What is to be seen of the window, and what each reply must make of it.
 
 #include "fuzzedwindow.h"
 
