@@ -17,12 +17,16 @@ add_custom_command(
 add_custom_target(test_certificates DEPENDS "${certificates}/expired.pem" "${chains}/dh2048.pem")
 
 add_library(test_support OBJECT
-    support/markingtranslator.cpp support/scriptedserver.cpp support/windowtest.cpp)
+    support/markingtranslator.cpp
+    support/quiettest.cpp
+    support/scriptedserver.cpp
+    support/servedtest.cpp
+    support/windowtest.cpp)
 add_dependencies(test_support test_certificates)
 target_include_directories(test_support PUBLIC "${PROJECT_SOURCE_DIR}" support)
 target_compile_definitions(test_support PUBLIC "TEST_CERTIFICATES=\"${certificates}\"")
 target_link_libraries(test_support
-    PUBLIC Qt5::Network Qt5::Test Qt5::Widgets
+    PUBLIC Qt5::Network Qt5::SerialPort Qt5::Test Qt5::Widgets
     PRIVATE project_flags)
 
 function(veltrano_add_test name)

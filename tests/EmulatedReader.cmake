@@ -20,13 +20,13 @@ if(NOT has_reader_tests)
 endif()
 
 add_library(emulated_reader OBJECT support/emulatedreader.cpp)
-add_library(reader_window OBJECT support/readerwindow.cpp)
+add_library(reader_test OBJECT support/readertest.cpp)
 target_include_directories(emulated_reader PUBLIC support)
 target_link_libraries(emulated_reader
     PUBLIC Qt5::Core
     PRIVATE PkgConfig::UMOCKDEV util project_flags)
-target_include_directories(reader_window PRIVATE "${PROJECT_SOURCE_DIR}")
-target_link_libraries(reader_window
+target_include_directories(reader_test PRIVATE "${PROJECT_SOURCE_DIR}")
+target_link_libraries(reader_test
     PUBLIC Qt5::Network Qt5::SerialPort Qt5::Test Qt5::Widgets emulated_reader
     PRIVATE project_flags)
 
@@ -40,7 +40,7 @@ foreach(name IN ITEMS tst_readers tst_scanning tst_unplugging tst_readerprogram)
 endforeach()
 foreach(name IN ITEMS tst_readers tst_scanning tst_unplugging)
     target_link_libraries(${name} PRIVATE
-        reader_window emulated_reader PkgConfig::UMOCKDEV util)
+        reader_test emulated_reader PkgConfig::UMOCKDEV util)
     # As umockdev-wrapper does it.
     set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT "LD_PRELOAD=libumockdev-preload.so.0")
 endforeach()

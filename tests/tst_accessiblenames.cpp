@@ -1,6 +1,6 @@
 // What a screen reader is told of the window: a walk over what the framework hands to it.
 
-#include "servedwindow.h"
+#include "servedtest.h"
 
 #include "app/accessiblenames.h"
 
@@ -44,14 +44,11 @@ void collectFocusable(QAccessibleInterface *pInterface, QStringList *pLines)
 }
 } // namespace
 
-class TestAccessibleNames : public QObject
+class TestAccessibleNames : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void everyFocusableWidget();
     void barWhileItIsShown();
     void cells();
@@ -60,27 +57,21 @@ private slots:
     void buddies();
 
 private:
-    QScopedPointer<ServedWindow> m_pServed;
+    void setUp() override;
 };
 
-void TestAccessibleNames::init()
+void TestAccessibleNames::setUp()
 {
-    m_pServed.reset(new ServedWindow);
-    setAccessibleNames(m_pServed->window());
-    m_pServed->window()->show();
-    QVERIFY(QTest::qWaitForWindowActive(m_pServed->window()));
-}
-
-void TestAccessibleNames::cleanup()
-{
-    m_pServed.reset();
-    QCOMPARE(warningLog(), QStringList());
+    ServedTest::setUp();
+    setAccessibleNames(window());
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowActive(window()));
 }
 
 void TestAccessibleNames::everyFocusableWidget()
 {
     QStringList lines;
-    collectFocusable(QAccessible::queryAccessibleInterface(m_pServed->window()), &lines);
+    collectFocusable(QAccessible::queryAccessibleInterface(window()), &lines);
     lines.sort();
     // The calendar stands there twice: as a whole, and the part of it that has the keyboard.
     QCOMPARE(lines,
@@ -94,18 +85,18 @@ void TestAccessibleNames::everyFocusableWidget()
 
 void TestAccessibleNames::barWhileItIsShown()
 {
-    m_pServed->bar()->show();
-    QCOMPARE(spokenName(m_pServed->bar()), QString("Progress"));
+    bar()->show();
+    QCOMPARE(spokenName(bar()), QString("Progress"));
 }
 
 void TestAccessibleNames::cells()
 {
-    m_pServed->fill(R"({"deviceSn":"0041200","TrackerName":"Nora","activations":)"
-                    R"([{"id":"7","startTime":"2026-03-01","endTime":"2026-03-07"}]})");
-    m_pServed->tick({0});
-    m_pServed->view()->expandAll();
+    fill(R"({"deviceSn":"0041200","TrackerName":"Nora","activations":)"
+         R"([{"id":"7","startTime":"2026-03-01","endTime":"2026-03-07"}]})");
+    tick({0});
+    view()->expandAll();
     QAccessibleTableInterface *pTable =
-        QAccessible::queryAccessibleInterface(m_pServed->view())->tableInterface();
+        QAccessible::queryAccessibleInterface(view())->tableInterface();
     QCOMPARE(pTable->columnDescription(0), QString("Serial Number"));
     QCOMPARE(pTable->cellAt(0, 0)->text(QAccessible::Name), QString("0041200"));
     QVERIFY(pTable->cellAt(0, 0)->state().checked);
@@ -115,7 +106,7 @@ void TestAccessibleNames::cells()
 
 void TestAccessibleNames::dialog()
 {
-    EditTracker dialog(m_pServed->window());
+    EditTracker dialog(window());
     dialog.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));
     QCOMPARE(spokenName(childOf<QLineEdit>(&dialog, "trackerNameLineEdit")),
@@ -142,7 +133,7 @@ void TestAccessibleNames::buddies()
 {
     QFETCH(QString, label);
     QFETCH(QString, widget);
-    const auto *pLabel = childOf<QLabel>(m_pServed->window(), label.toLatin1().constData());
+    const auto *pLabel = childOf<QLabel>(window(), label.toLatin1().constData());
     QVERIFY(pLabel->buddy());
     QCOMPARE(pLabel->buddy()->objectName(), widget);
 }

@@ -2,18 +2,13 @@
 // the days under the operator's keys.
 
 #include "markingtranslator.h"
-#include "servedwindow.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
 #include <QCalendarWidget>
 #include <QLabel>
-#include <QLocale>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QSpinBox>
-
-Q_DECLARE_METATYPE(ScriptedServer::Behaviour)
-Q_DECLARE_METATYPE(QMessageBox::StandardButton)
 
 namespace {
 constexpr const char *ActivatePath = "/activateTrackers.php";
@@ -59,14 +54,11 @@ protected:
 };
 } // namespace
 
-class TestActivation : public QObject
+class TestActivation : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void question();
     void questionOfOne();
     void questionIsTranslated();
@@ -110,33 +102,18 @@ private slots:
     void daySlots();
 
 private:
-    QSpinBox *days() const { return m_pDesk->widget<QSpinBox>("weeksSpinBox"); }
+    QSpinBox *days() const { return widget<QSpinBox>("weeksSpinBox"); }
     void prepare();
     void schedule();
     void showSpinBox();
-
-    QScopedPointer<ServedWindow> m_pDesk;
 };
-
-void TestActivation::init()
-{
-    clearLog();
-    m_pDesk.reset(new ServedWindow);
-}
-
-void TestActivation::cleanup()
-{
-    m_pDesk.reset();
-    QLocale::setDefault(QLocale::system());
-    QCOMPARE(warningLog(), QStringList());
-}
 
 /// Rows 0 and 2 of four are ticked, for 14 days.
 void TestActivation::prepare()
 {
-    m_pDesk->fill(FourTrackers);
-    m_pDesk->tick({2, 0});
-    m_pDesk->widget<QCalendarWidget>("calendarWidget")->setSelectedDate(start());
+    fill(FourTrackers);
+    tick({2, 0});
+    widget<QCalendarWidget>("calendarWidget")->setSelectedDate(start());
     days()->setValue(14);
 }
 
@@ -144,7 +121,7 @@ void TestActivation::prepare()
 void TestActivation::schedule()
 {
     BoxAnswers answers({QMessageBox::Yes});
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QCOMPARE(answers.seen().size(), 1);
 }
 
@@ -152,7 +129,7 @@ void TestActivation::question()
 {
     prepare();
     BoxAnswers answers({QMessageBox::No});
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QCOMPARE(answers.seen(), QList<SeenBox>{questionBox(
                                  "You are about to activate 2 trackers.\n Starting 2024-03-01 and "
                                  "during 14 days. Are you sure?")});
@@ -160,11 +137,11 @@ void TestActivation::question()
 
 void TestActivation::questionOfOne()
 {
-    m_pDesk->fill(R"({"deviceSn":"1","state":null})");
-    m_pDesk->tick({0});
-    m_pDesk->widget<QCalendarWidget>("calendarWidget")->setSelectedDate(QDate(2030, 12, 31));
+    fill(R"({"deviceSn":"1","state":null})");
+    tick({0});
+    widget<QCalendarWidget>("calendarWidget")->setSelectedDate(QDate(2030, 12, 31));
     BoxAnswers answers({QMessageBox::No});
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QCOMPARE(answers.seen(), QList<SeenBox>{questionBox(
                                  "You are about to activate 1 trackers.\n Starting 2030-12-31 and "
                                  "during 7 days. Are you sure?")});
@@ -175,7 +152,7 @@ void TestActivation::questionIsTranslated()
     prepare();
     const MarkingTranslator translator;
     BoxAnswers answers({QMessageBox::No});
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QCOMPARE(answers.seen().size(), 1);
     QCOMPARE(answers.seen().first().title, QString("MainWindow<Activate ?>"));
     QCOMPARE(
@@ -193,9 +170,9 @@ void TestActivation::returnKeyMeansYes()
         pBox->activateWindow();
         QTest::keyClick(pBox, Qt::Key_Return);
     });
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QVERIFY(visit.hasActed());
-    QCOMPARE(m_pDesk->replies(), 1);
+    QCOMPARE(replies(), 1);
 }
 
 void TestActivation::nothingTicked_data()
@@ -215,17 +192,17 @@ void TestActivation::nothingTicked()
     QFETCH(QByteArray, trackers);
     QFETCH(int, state);
     if (filled)
-        m_pDesk->fill(trackers);
-    for (int iRow = 0; iRow < m_pDesk->model()->rowCount(); ++iRow)
-        m_pDesk->model()->item(iRow)->setData(state, Qt::CheckStateRole);
-    if (m_pDesk->model()->rowCount() == 4) // neither a period nor another column counts
-        m_pDesk->model()->item(3)->child(0)->setCheckState(Qt::Checked);
+        fill(trackers);
+    for (int iRow = 0; iRow < model()->rowCount(); ++iRow)
+        model()->item(iRow)->setData(state, Qt::CheckStateRole);
+    if (model()->rowCount() == 4) // neither a period nor another column counts
+        model()->item(3)->child(0)->setCheckState(Qt::Checked);
     BoxAnswers answers({QMessageBox::Yes});
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QCOMPARE(answers.seen().size(), 0);
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
     QCOMPARE(infoLog(), QStringList());
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QVERIFY(bar()->isHidden());
 }
 
 void TestActivation::refusals_data()
@@ -240,22 +217,22 @@ void TestActivation::refusals()
     QFETCH(QMessageBox::StandardButton, button);
     prepare();
     BoxAnswers answers({button});
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QCOMPARE(answers.seen().size(), 1);
-    QCOMPARE(m_pDesk->replies(), 0);
-    QCOMPARE(m_pDesk->server()->requests().size(), 1);
+    QCOMPARE(replies(), 0);
+    QCOMPARE(server()->requests().size(), 1);
     QCOMPARE(infoLog(), QStringList());
-    QVERIFY(m_pDesk->bar()->isHidden());
-    QCOMPARE(m_pDesk->model()->item(0)->checkState(), Qt::Checked);
+    QVERIFY(bar()->isHidden());
+    QCOMPARE(model()->item(0)->checkState(), Qt::Checked);
 }
 
 void TestActivation::closedBox()
 {
     prepare();
     const WhileOpen visit([](QWidget *pBox) { pBox->close(); });
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QVERIFY(visit.hasActed());
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
     QCOMPARE(infoLog(), QStringList());
 }
 
@@ -263,20 +240,20 @@ void TestActivation::requestBytes()
 {
     prepare();
     schedule();
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
-    QCOMPARE(m_pDesk->onlyRequest(ActivatePath),
-             m_pDesk->expectedPost(ActivatePath, "posted=[%0A"
-                                                 "    %7B%0A"
-                                                 "        %22days%22: %2214%22,%0A"
-                                                 "        %22deviceSn%22: %221000001%22,%0A"
-                                                 "        %22start%22: %222024-03-01%22%0A"
-                                                 "    %7D,%0A"
-                                                 "    %7B%0A"
-                                                 "        %22days%22: %2214%22,%0A"
-                                                 "        %22deviceSn%22: %221000003%22,%0A"
-                                                 "        %22start%22: %222024-03-01%22%0A"
-                                                 "    %7D%0A"
-                                                 "]%0A"));
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 1);
+    QCOMPARE(onlyRequest(ActivatePath),
+             expectedPost(ActivatePath, "posted=[%0A"
+                                        "    %7B%0A"
+                                        "        %22days%22: %2214%22,%0A"
+                                        "        %22deviceSn%22: %221000001%22,%0A"
+                                        "        %22start%22: %222024-03-01%22%0A"
+                                        "    %7D,%0A"
+                                        "    %7B%0A"
+                                        "        %22days%22: %2214%22,%0A"
+                                        "        %22deviceSn%22: %221000003%22,%0A"
+                                        "        %22start%22: %222024-03-01%22%0A"
+                                        "    %7D%0A"
+                                        "]%0A"));
 }
 
 void TestActivation::postedTrackers_data()
@@ -300,12 +277,11 @@ void TestActivation::postedTrackers()
     QFETCH(QString, serialNumber);
     QFETCH(QByteArray, posted);
     prepare();
-    m_pDesk->model()->item(0)->setCheckState(Qt::Unchecked);
-    m_pDesk->model()->item(2)->setText(serialNumber);
+    model()->item(0)->setCheckState(Qt::Unchecked);
+    model()->item(2)->setText(serialNumber);
     schedule();
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
-    QCOMPARE(m_pDesk->server()->requestsTo(ActivatePath).value(0).body,
-             postedBody(postedTracker(posted)));
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 1);
+    QCOMPARE(server()->requestsTo(ActivatePath).value(0).body, postedBody(postedTracker(posted)));
 }
 
 void TestActivation::longForms_data()
@@ -321,7 +297,7 @@ void TestActivation::longForms()
 {
     QFETCH(int, size);
     prepare();
-    m_pDesk->model()->removeRows(0, m_pDesk->model()->rowCount());
+    model()->removeRows(0, model()->rowCount());
     // As many trackers as fit; the last one's number is as long as is needed for the size.
     const int iTracker = postedTracker("1000000").size() + QByteArray(",%0A").size();
     const int iCount = (size - postedBody({}).size() + QByteArray(",%0A").size()) / iTracker;
@@ -339,14 +315,14 @@ void TestActivation::longForms()
     for (const QByteArray &number : qAsConst(numbers)) {
         auto *pItem = new QStandardItem(QString(number));
         pItem->setCheckState(Qt::Checked);
-        m_pDesk->model()->appendRow(pItem);
+        model()->appendRow(pItem);
     }
     schedule();
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
-    QVERIFY(m_pDesk->server()->requestsTo(ActivatePath).first().body == expected());
-    m_pDesk->serve(ActivatePath, "{}");
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ServedWindow::TrackersPath).size(), 2);
-    QCOMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 1);
+    QVERIFY(server()->requestsTo(ActivatePath).first().body == expected());
+    serve(ActivatePath, "{}");
+    QTRY_COMPARE(server()->requestsTo(TrackersPath).size(), 2);
+    QCOMPARE(server()->requestsTo(ActivatePath).size(), 1);
 }
 
 void TestActivation::daysAreTheShownText()
@@ -354,10 +330,10 @@ void TestActivation::daysAreTheShownText()
     prepare();
     days()->setSuffix(" d");
     BoxAnswers answers({QMessageBox::Yes});
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QVERIFY(answers.seen().value(0).text.endsWith("during 0 days. Are you sure?"));
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
-    QCOMPARE(m_pDesk->server()->requestsTo(ActivatePath).value(0).body,
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 1);
+    QCOMPARE(server()->requestsTo(ActivatePath).value(0).body,
              postedBody(postedTracker("1000001", "2024-03-01", "14 d") + ",%0A" +
                         postedTracker("1000003", "2024-03-01", "14 d")));
 }
@@ -374,9 +350,8 @@ void TestActivation::argumentIsNotUsed()
     QFETCH(bool, argument);
     prepare();
     BoxAnswers answers({QMessageBox::Yes});
-    QVERIFY(
-        QMetaObject::invokeMethod(m_pDesk->window(), "onActivateButton", Q_ARG(bool, argument)));
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
+    QVERIFY(QMetaObject::invokeMethod(window(), "onActivateButton", Q_ARG(bool, argument)));
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 1);
 }
 
 void TestActivation::everythingIsReadAgainAfterTheBox()
@@ -384,17 +359,17 @@ void TestActivation::everythingIsReadAgainAfterTheBox()
     prepare();
     BoxAnswers answers({QMessageBox::Yes});
     answers.whileOpen([&] {
-        m_pDesk->model()->item(0)->setCheckState(Qt::Unchecked);
-        m_pDesk->model()->item(3)->setCheckState(Qt::Checked);
-        m_pDesk->model()->item(3)->setText("1000009");
-        m_pDesk->widget<QCalendarWidget>("calendarWidget")->setSelectedDate(QDate(2025, 1, 2));
+        model()->item(0)->setCheckState(Qt::Unchecked);
+        model()->item(3)->setCheckState(Qt::Checked);
+        model()->item(3)->setText("1000009");
+        widget<QCalendarWidget>("calendarWidget")->setSelectedDate(QDate(2025, 1, 2));
         days()->setValue(30);
     });
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QCOMPARE(answers.seen().size(), 1);
     QVERIFY(answers.seen().first().text.contains("2024-03-01 and during 14 days"));
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
-    QCOMPARE(m_pDesk->server()->requestsTo(ActivatePath).value(0).body,
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 1);
+    QCOMPARE(server()->requestsTo(ActivatePath).value(0).body,
              postedBody(postedTracker("1000003", "2025-01-02", "30") + ",%0A" +
                         postedTracker("1000009", "2025-01-02", "30")));
 }
@@ -409,13 +384,13 @@ void TestActivation::startInSystemDigits()
 
     prepare();
     BoxAnswers answers({QMessageBox::Yes});
-    m_pDesk->click("activateButton");
+    click("activateButton");
     QCOMPARE(answers.seen().size(), 1);
     QVERIFY(answers.seen().first().text.contains("\n Starting 2024-03-01 and during "));
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 1);
     // The days go as the box shows them, in whatever digits.
     QCOMPARE(days()->text(), strDays);
-    QCOMPARE(m_pDesk->server()->requestsTo(ActivatePath).value(0).body,
+    QCOMPARE(server()->requestsTo(ActivatePath).value(0).body,
              postedBody(postedTracker("1000001", "2024-03-01", strDays.toUtf8()) + ",%0A" +
                         postedTracker("1000003", "2024-03-01", strDays.toUtf8())));
 }
@@ -445,9 +420,9 @@ void TestActivation::startInSystemDigits_other()
 
 void TestActivation::log()
 {
-    m_pDesk->fill(R"({"deviceSn":"1"})");
-    m_pDesk->tick({0});
-    m_pDesk->widget<QCalendarWidget>("calendarWidget")->setSelectedDate(start());
+    fill(R"({"deviceSn":"1"})");
+    tick({0});
+    widget<QCalendarWidget>("calendarWidget")->setSelectedDate(start());
     schedule();
     // The indented text, once, before the request.
     const QByteArray baJson = "[\n    {\n        \"days\": \"7\",\n"
@@ -456,9 +431,9 @@ void TestActivation::log()
     QString strQuoted;
     QDebug(&strQuoted).nospace() << baJson;
     QCOMPARE(infoLog(), QStringList(strQuoted));
-    clearLog();
-    m_pDesk->serve(ActivatePath, R"({"rcode":0})");
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ServedWindow::TrackersPath).size(), 2);
+    clearInfoLog();
+    serve(ActivatePath, R"({"rcode":0})");
+    QTRY_COMPARE(server()->requestsTo(TrackersPath).size(), 2);
     const QStringList lines = infoLog();
     const QStringList expected{"Done", R"("{\"rcode\":0}")"};
     QCOMPARE(lines.mid(lines.size() - 2), expected);
@@ -467,18 +442,18 @@ void TestActivation::log()
 void TestActivation::progress()
 {
     prepare();
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QVERIFY(bar()->isHidden());
     schedule();
-    QVERIFY(!m_pDesk->bar()->isHidden()); // before the first report
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
-    const int iSize = m_pDesk->server()->requestsTo(ActivatePath).value(0).body.size();
+    QVERIFY(!bar()->isHidden()); // before the first report
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 1);
+    const int iSize = server()->requestsTo(ActivatePath).value(0).body.size();
     QTRY_VERIFY(infoLog().contains(QString("%1 : %1").arg(iSize)));
-    QCOMPARE(m_pDesk->bar()->maximum(), iSize);
-    QCOMPARE(m_pDesk->bar()->value(), iSize);
+    QCOMPARE(bar()->maximum(), iSize);
+    QCOMPARE(bar()->value(), iSize);
     // What comes back is not measured: only the end of the upload reports once more.
-    clearLog();
-    m_pDesk->serve(ActivatePath, QByteArray(1000, ' '));
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ServedWindow::TrackersPath).size(), 2);
+    clearInfoLog();
+    serve(ActivatePath, QByteArray(1000, ' '));
+    QTRY_COMPARE(server()->requestsTo(TrackersPath).size(), 2);
     QCOMPARE(infoLog().filter(" : "), infoLog().filter("0 : 0"));
 }
 
@@ -509,37 +484,37 @@ void TestActivation::anyReplyReloads()
     prepare();
     schedule();
     BoxAnswers answers({}); // no box says how it went
-    auto *pWatch = new ShowWatch(m_pDesk->bar());
+    auto *pWatch = new ShowWatch(bar());
     const auto *pReply =
-        m_pDesk->window()->findChild<QNetworkAccessManager *>()->findChild<QNetworkReply *>();
+        window()->findChild<QNetworkAccessManager *>()->findChild<QNetworkReply *>();
     connect(pReply, &QObject::destroyed, pWatch, [=] { pWatch->m_seen << "deleted"; });
-    m_pDesk->serve(ActivatePath, behaviour);
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ServedWindow::TrackersPath).size(), 2);
+    serve(ActivatePath, behaviour);
+    QTRY_COMPARE(server()->requestsTo(TrackersPath).size(), 2);
 
     const QStringList lines = infoLog();
     QCOMPARE(lines.mid(lines.size() - 2), QStringList({"Done", body}));
-    QCOMPARE(m_pDesk->replies(), 1); // the reload's; the command's is gone
+    QCOMPARE(replies(), 1); // the reload's; the command's is gone
     QCOMPARE(pWatch->m_seen, QStringList({"deleted", "hidden", "shown"}));
-    QCOMPARE(m_pDesk->server()->requests().last().target(),
+    QCOMPARE(server()->requests().last().target(),
              QByteArray("/bsGetGroupTrackers.php?idgroup=12"));
-    QCOMPARE(m_pDesk->model()->rowCount(), 0);
-    QCOMPARE(m_pDesk->widget<QLabel>("numberTrackers")->text(), QString());
-    QVERIFY(m_pDesk->view()->isEnabled());
-    QCOMPARE(m_pDesk->combo()->count(), 2);
-    m_pDesk->serveTrackers(FourTrackers);
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QCOMPARE(model()->rowCount(), 0);
+    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString());
+    QVERIFY(view()->isEnabled());
+    QCOMPARE(combo()->count(), 2);
+    serveTrackers(FourTrackers);
+    QVERIFY(bar()->isHidden());
     QCOMPARE(answers.seen().size(), 0);
-    QCOMPARE(m_pDesk->server()->requests().size(), 3);
+    QCOMPARE(server()->requests().size(), 3);
 }
 
 void TestActivation::reloadAsksForTheCurrentGroup()
 {
     prepare();
     schedule();
-    m_pDesk->combo()->setCurrentIndex(1);
-    m_pDesk->serve(ActivatePath, "{}");
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ServedWindow::TrackersPath).size(), 3);
-    QCOMPARE(m_pDesk->server()->requests().last().target(),
+    combo()->setCurrentIndex(1);
+    serve(ActivatePath, "{}");
+    QTRY_COMPARE(server()->requestsTo(TrackersPath).size(), 3);
+    QCOMPARE(server()->requests().last().target(),
              QByteArray("/bsGetGroupTrackers.php?idgroup=40"));
 }
 
@@ -547,43 +522,43 @@ void TestActivation::noGroupNoReload()
 {
     prepare();
     schedule();
-    m_pDesk->combo()->clear();
-    m_pDesk->serve(ActivatePath, "{}");
-    QTRY_VERIFY(m_pDesk->bar()->isHidden());
-    QCOMPARE(m_pDesk->replies(), 0);
-    QCOMPARE(m_pDesk->model()->rowCount(), 4); // nothing was asked, nothing cleared
-    QCOMPARE(m_pDesk->server()->requests().size(), 2);
+    combo()->clear();
+    serve(ActivatePath, "{}");
+    QTRY_VERIFY(bar()->isHidden());
+    QCOMPARE(replies(), 0);
+    QCOMPARE(model()->rowCount(), 4); // nothing was asked, nothing cleared
+    QCOMPARE(server()->requests().size(), 2);
 }
 
 void TestActivation::tableIsRebuilt()
 {
     prepare();
     schedule();
-    m_pDesk->serve(ActivatePath, "{}");
-    m_pDesk->serveTrackers(R"({"deviceSn":"1000001","activations":[{"id":"5","done":"0",)"
-                           R"("startTime":"2024-03-01","endTime":"2024-03-15"}]})");
-    QCOMPARE(m_pDesk->model()->rowCount(), 1);
-    QCOMPARE(m_pDesk->model()->item(0)->checkState(), Qt::Unchecked);
-    QCOMPARE(m_pDesk->model()->item(0)->child(0)->text(), QString("2024-03-01 -> 2024-03-15"));
-    QVERIFY(m_pDesk->bar()->isHidden());
-    QCOMPARE(m_pDesk->replies(), 0);
+    serve(ActivatePath, "{}");
+    serveTrackers(R"({"deviceSn":"1000001","activations":[{"id":"5","done":"0",)"
+                  R"("startTime":"2024-03-01","endTime":"2024-03-15"}]})");
+    QCOMPARE(model()->rowCount(), 1);
+    QCOMPARE(model()->item(0)->checkState(), Qt::Unchecked);
+    QCOMPARE(model()->item(0)->child(0)->text(), QString("2024-03-01 -> 2024-03-15"));
+    QVERIFY(bar()->isHidden());
+    QCOMPARE(replies(), 0);
 }
 
 void TestActivation::secondRequestIsIndependent()
 {
     prepare();
     schedule();
-    QVERIFY(m_pDesk->widget<QPushButton>("activateButton")->isEnabled());
+    QVERIFY(widget<QPushButton>("activateButton")->isEnabled());
     schedule();
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 2);
-    QCOMPARE(m_pDesk->replies(), 2);
+    QTRY_COMPARE(server()->requestsTo(ActivatePath).size(), 2);
+    QCOMPARE(replies(), 2);
     // Whichever ends first hides the bar and reloads; so does the other one.
-    m_pDesk->combo()->clear();
-    m_pDesk->serve(ActivatePath, "{}");
-    QTRY_VERIFY(m_pDesk->bar()->isHidden());
-    QCOMPARE(m_pDesk->replies(), 1);
-    m_pDesk->serve(ActivatePath, "{}");
-    QTRY_COMPARE(m_pDesk->replies(), 0);
+    combo()->clear();
+    serve(ActivatePath, "{}");
+    QTRY_VERIFY(bar()->isHidden());
+    QCOMPARE(replies(), 1);
+    serve(ActivatePath, "{}");
+    QTRY_COMPARE(replies(), 0);
     QCOMPARE(infoLog().count("Done"), 2);
 }
 
@@ -598,18 +573,18 @@ void TestActivation::arrivesAtMostOnce()
 {
     QFETCH(QByteArray, bytes);
     prepare();
-    m_pDesk->server()->script(ActivatePath, ScriptedServer::sendAndClose(bytes));
+    server()->script(ActivatePath, ScriptedServer::sendAndClose(bytes));
     schedule();
-    m_pDesk->serveTrackers(FourTrackers);
-    QCOMPARE(m_pDesk->model()->rowCount(), 4);
-    QCOMPARE(m_pDesk->server()->requestsTo(ActivatePath).size(), 1);
-    QCOMPARE(m_pDesk->server()->requests().size(), 3);
+    serveTrackers(FourTrackers);
+    QCOMPARE(model()->rowCount(), 4);
+    QCOMPARE(server()->requestsTo(ActivatePath).size(), 1);
+    QCOMPARE(server()->requests().size(), 3);
 }
 
 void TestActivation::showSpinBox()
 {
-    m_pDesk->window()->show();
-    QVERIFY(QTest::qWaitForWindowActive(m_pDesk->window()));
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowActive(window()));
     days()->setFocus();
     days()->selectAll();
 }
@@ -715,8 +690,8 @@ void TestActivation::daySlots()
     QFETCH(int, shown);
     QFETCH(int, argument);
     days()->setValue(shown);
-    QVERIFY(QMetaObject::invokeMethod(m_pDesk->window(), "on_weeksSpinBox_valueChanged",
-                                      Q_ARG(int, argument)));
+    QVERIFY(
+        QMetaObject::invokeMethod(window(), "on_weeksSpinBox_valueChanged", Q_ARG(int, argument)));
     QTEST(days()->value(), "after");
 
     // The end of editing looks at the box, which can hold such a number while its signals are off.

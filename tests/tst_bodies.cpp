@@ -2,10 +2,11 @@
 // expected is worked out from the values that the test itself wrote, by one small rule a member.
 
 #include "jsonvalue.h"
-#include "servedwindow.h"
+#include "servedtest.h"
 
 #include "details/edittracker.h"
 
+#include <QAbstractButton>
 #include <QAbstractItemModelTester>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -14,6 +15,7 @@
 #include <QLineEdit>
 #include <QPixmap>
 #include <QRandomGenerator>
+#include <QSignalSpy>
 #include <QUrl>
 #include <QUrlQuery>
 
@@ -22,8 +24,6 @@
 #include <cstdio>
 #include <initializer_list>
 #include <limits>
-
-Q_DECLARE_METATYPE(JsonValue)
 
 namespace {
 constexpr int ReplyMs = 30000;    // also the longest that a body may hold up the window
@@ -36,7 +36,7 @@ constexpr int HugeMessage = 200000; // a box lays it out several times before it
 const char *const GroupsPath = "/bsGetMyGroups.php";
 const char *const LoginPath = "/bslogin.php";
 const char *const DetailsPath = "/bsGetGroupTrackerInfo.php";
-const char *const TrackersPath = ServedWindow::TrackersPath;
+const char *const TrackersPath = TrackersPath;
 
 using Member = JsonValue::Member;
 
@@ -397,15 +397,13 @@ QByteArray Writer::damaged(const QByteArray &baBody)
 }
 } // namespace
 
-class TestBodies : public QObject
+class TestBodies : public ServedTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
-    void cleanupTestCase() { m_pServed.reset(); }
+    void cleanupTestCase() { ServedTest::tearDown(); }
 
     void trackersMembers_data();
     void trackersMembers();
@@ -436,7 +434,9 @@ private slots:
     void damagedGroups();
 
 private:
-    ScriptedServer *server() { return m_pServed->server(); }
+    // One window for all: a body must not leave anything behind that the next one would show.
+    void setUp() override {}
+    void tearDown() override {}
     QNetworkReply *newestReply() const;
     /// Whether a request is under way; the replies of the details stay when they are finished.
     bool isAsking() const { return newestReply() && newestReply()->isRunning(); }
@@ -456,40 +456,28 @@ private:
     QString bodyNumber(int iBody, const QByteArray &baBody) const;
 
     quint32 m_iSeed = Seed;
-    QScopedPointer<ServedWindow> m_pServed;
     QScopedPointer<QAbstractItemModelTester> m_pTester;
 };
 
 void TestBodies::initTestCase()
 {
-    clearLog();
+    startLog();
     bool bGiven = false;
     const quint32 iGiven = qEnvironmentVariableIntValue("VELTRANO_BODY_SEED", &bGiven);
     if (bGiven)
         m_iSeed = iGiven;
     std::printf("The bodies' seed: %u\n", m_iSeed);
 
-    // One window for all: a body must not leave anything behind that the next one would show.
-    m_pServed.reset(new ServedWindow);
+    ServedTest::setUp();
     m_pTester.reset(new QAbstractItemModelTester(
-        m_pServed->model(), QAbstractItemModelTester::FailureReportingMode::QtTest));
+        model(), QAbstractItemModelTester::FailureReportingMode::QtTest));
     server()->answer(GroupsPath, "{}");
     server()->answer(TrackersPath, "{}");
 }
 
-void TestBodies::init()
-{
-    clearLog();
-}
-
-void TestBodies::cleanup()
-{
-    QCOMPARE(warningLog(), QStringList());
-}
-
 QNetworkReply *TestBodies::newestReply() const
 {
-    auto *pManager = m_pServed->window()->findChild<QNetworkAccessManager *>();
+    auto *pManager = window()->findChild<QNetworkAccessManager *>();
     const QList<QNetworkReply *> replies = pManager->findChildren<QNetworkReply *>();
     return replies.isEmpty() ? nullptr : replies.last();
 }
@@ -502,37 +490,37 @@ bool TestBodies::isDealtWith(QNetworkReply *pReply)
 
 bool TestBodies::deliverTrackers(const QByteArray &baBody)
 {
-    clearLog();
+    clearInfoLog();
     server()->answer(TrackersPath, baBody);
-    m_pServed->view()->setEnabled(true);
-    m_pServed->combo()->clear();
-    m_pServed->combo()->addItem("12 - Club A", "12");
+    view()->setEnabled(true);
+    combo()->clear();
+    combo()->addItem("12 - Club A", "12");
     return isDealtWith(newestReply());
 }
 
 bool TestBodies::deliverGroups(const QByteArray &baBody)
 {
-    clearLog();
+    clearInfoLog();
     server()->answer(GroupsPath, baBody);
     server()->answer(TrackersPath, "{}");
-    m_pServed->view()->setEnabled(true);
-    m_pServed->click("buttonRefresh");
+    view()->setEnabled(true);
+    click("buttonRefresh");
     // The first group's trackers are asked for meanwhile.
     return isDealtWith(newestReply()) && (!isAsking() || isDealtWith(newestReply()));
 }
 
 QStringList TestBodies::login(const QByteArray &baBody)
 {
-    clearLog();
+    clearInfoLog();
     server()->answer(LoginPath, baBody);
     server()->answer(GroupsPath, "{}");
     BoxAnswers answers({QMessageBox::Ok});
-    m_pServed->click("loginButton");
+    click("loginButton");
     if (!isDealtWith(newestReply()))
         return {"no answer"};
-    if (m_pServed->widget<QAbstractButton>("loginButton")->text() == "Logout") {
+    if (widget<QAbstractButton>("loginButton")->text() == "Logout") {
         isDealtWith(newestReply());
-        m_pServed->click("loginButton");
+        click("loginButton");
     }
     QStringList texts;
     const QList<SeenBox> &boxes = answers.seen();
@@ -543,14 +531,14 @@ QStringList TestBodies::login(const QByteArray &baBody)
 
 QStringList TestBodies::editDetails(const QByteArray &baBody)
 {
-    clearLog();
+    clearInfoLog();
     server()->answer(DetailsPath, baBody);
     QStringList seen;
     const WhileOpen confirmed([&](QWidget *pOpen) {
         seen << childOf<QLineEdit>(pOpen, "trackerNameLineEdit")->text() << infoLog().constLast();
         qobject_cast<EditTracker *>(pOpen)->accept();
     });
-    emit m_pServed->view()->doubleClicked(m_pServed->model()->index(0, 0));
+    emit view()->doubleClicked(model()->index(0, 0));
     // These replies stay; the window's slot, connected earlier, has returned when the signal comes.
     for (int i = 0; i < 2; ++i) {
         QSignalSpy finished(newestReply(), SIGNAL(finished()));
@@ -564,14 +552,14 @@ QStringList TestBodies::editDetails(const QByteArray &baBody)
 
 QStringList TestBodies::shownTable()
 {
-    QStandardItemModel *pModel = m_pServed->model();
+    QStandardItemModel *pModel = model();
     QStringList headers;
     for (int iColumn = 0; iColumn < pModel->columnCount(); ++iColumn)
         headers << pModel->headerData(iColumn, Qt::Horizontal).toString();
-    QStringList lines{"balance " + m_pServed->widget<QLabel>("accountBalance")->text(),
-                      "count " + m_pServed->widget<QLabel>("numberTrackers")->text(),
-                      m_pServed->view()->isEnabled() ? "no logout" : "logged out",
-                      QString("%1 groups").arg(m_pServed->combo()->count()), headers.join(", ")};
+    QStringList lines{"balance " + widget<QLabel>("accountBalance")->text(),
+                      "count " + widget<QLabel>("numberTrackers")->text(),
+                      view()->isEnabled() ? "no logout" : "logged out",
+                      QString("%1 groups").arg(combo()->count()), headers.join(", ")};
     for (int iRow = 0; iRow < pModel->rowCount(); ++iRow) {
         const QModelIndex first = pModel->index(iRow, 0);
         const auto cell = [&](int iColumn) {
@@ -599,8 +587,8 @@ QStringList TestBodies::shownTable()
 
 QStringList TestBodies::shownGroups()
 {
-    const QComboBox *pCombo = m_pServed->combo();
-    QStringList lines{m_pServed->view()->isEnabled() ? "no logout" : "logged out"};
+    const QComboBox *pCombo = combo();
+    QStringList lines{view()->isEnabled() ? "no logout" : "logged out"};
     for (int i = 0; i < pCombo->count(); ++i)
         lines << pCombo->itemText(i) + ", sent as " + pCombo->itemData(i).toString();
     return lines;
@@ -765,7 +753,7 @@ void TestBodies::groupsMembers()
     if (!groups.isEmpty()) {
         const QUrlQuery items(QUrl::fromEncoded(requests.last().target()));
         QCOMPARE(items.queryItemValue("idgroup"), sentIdOf(groups.first()["id"]));
-        const QVariant::Type type = m_pServed->combo()->itemData(0).type();
+        const QVariant::Type type = combo()->itemData(0).type();
         const bool bText = groups.first()["id"].type() == JsonValue::Text;
         QCOMPARE(type == QVariant::String, bText); // as it stands: a number is no text here
     }
@@ -845,10 +833,10 @@ void TestBodies::nesting()
                               R"("groups":[{"id":"deep"}],"x":)" +
                               baInner + '}';
     QVERIFY(deliverTrackers(baBody));
-    QCOMPARE(m_pServed->widget<QLabel>("accountBalance")->text(), QString(read ? "deep" : ""));
-    QCOMPARE(m_pServed->model()->rowCount(), read ? 1 : 0);
+    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString(read ? "deep" : ""));
+    QCOMPARE(model()->rowCount(), read ? 1 : 0);
     QVERIFY(deliverGroups(baBody));
-    QCOMPARE(m_pServed->combo()->count(), read ? 1 : 0);
+    QCOMPARE(combo()->count(), read ? 1 : 0);
     QCOMPARE(login(baBody), QStringList(read ? "deep" : ""));
     QCOMPARE(failureOfGoodReplies(), QString());
 }
@@ -887,7 +875,7 @@ void TestBodies::encodings()
 {
     QFETCH(QByteArray, body);
     QVERIFY(deliverTrackers(body));
-    QTEST(m_pServed->widget<QLabel>("accountBalance")->text(), "balance");
+    QTEST(widget<QLabel>("accountBalance")->text(), "balance");
 }
 
 void TestBodies::texts_data()
@@ -935,8 +923,8 @@ void TestBodies::texts()
         JsonValue::object({{"balance", strange}, {"trackers", JsonValue::array({tracker})}});
     QVERIFY(deliverTrackers(reply.json()));
     QCOMPARE(shownTable(), expectedTable(reply));
-    m_pServed->view()->expandAll();
-    QVERIFY(!m_pServed->window()->grab().isNull()); // painted, too
+    view()->expandAll();
+    QVERIFY(!window()->grab().isNull()); // painted, too
 
     const JsonValue details =
         JsonValue::object({{"name", strange}, {"deviceSN", strange}, {"SN", text("1")}});
@@ -946,7 +934,7 @@ void TestBodies::texts()
           JsonValue::array({JsonValue::object({{"id", text("1")}, {"group_name", strange}})})}});
     QVERIFY(deliverGroups(groups.json()));
     QCOMPARE(shownGroups(), expectedGroups(groups));
-    QVERIFY(!m_pServed->window()->grab().isNull());
+    QVERIFY(!window()->grab().isNull());
     QCOMPARE(login(JsonValue::object({{"msg", strange}}).json()), QStringList(value));
 }
 
@@ -975,8 +963,8 @@ void TestBodies::hugeTexts()
 {
     QFETCH(JsonValue, reply);
     QVERIFY(deliverTrackers(reply.json()));
-    m_pServed->view()->expandAll();
-    QVERIFY(!m_pServed->window()->grab().isNull());
+    view()->expandAll();
+    QVERIFY(!window()->grab().isNull());
     QVERIFY(shownTable() == expectedTable(reply)); // not with a megabyte in the report
     QCOMPARE(failureOfGoodReplies(), QString());
 }
@@ -1004,11 +992,11 @@ void TestBodies::severalTimesTheSameMember()
     QVERIFY(deliverTrackers(R"({"rcode":-99,"balance":"1","balance":"2","rcode":0,"trackers":7,)"
                             R"("trackers":[{"deviceSn":"1","deviceSn":"2","state":null,)"
                             R"("state":"A"}]})"));
-    QCOMPARE(m_pServed->widget<QLabel>("accountBalance")->text(), QString("2"));
-    QVERIFY(m_pServed->view()->isEnabled());
-    QCOMPARE(m_pServed->model()->rowCount(), 1);
-    QCOMPARE(m_pServed->model()->item(0)->text(), QString("2"));
-    QVERIFY(m_pServed->model()->item(0)->isEnabled());
+    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString("2"));
+    QVERIFY(view()->isEnabled());
+    QCOMPARE(model()->rowCount(), 1);
+    QCOMPARE(model()->item(0)->text(), QString("2"));
+    QVERIFY(model()->item(0)->isEnabled());
 }
 
 // Bodies by chance
@@ -1082,7 +1070,7 @@ void TestBodies::damagedTrackers()
         QVERIFY2(deliverTrackers(baBody), qPrintable(bodyNumber(i, baBody)));
         const QJsonArray trackers =
             QJsonDocument::fromJson(baBody).object().value("trackers").toArray();
-        const QStandardItemModel *pModel = m_pServed->model();
+        const QStandardItemModel *pModel = model();
         QVERIFY2(pModel->rowCount() == trackers.size(), qPrintable(bodyNumber(i, baBody)));
         QVERIFY2(shownTable().contains("Serial Number, Tracker Name, CompeId, Firmware, Imsi"),
                  qPrintable(bodyNumber(i, baBody)));
@@ -1104,7 +1092,7 @@ void TestBodies::damagedGroups()
         QVERIFY2(deliverGroups(baBody), qPrintable(bodyNumber(i, baBody)));
         const QJsonArray groups =
             QJsonDocument::fromJson(baBody).object().value("groups").toArray();
-        QVERIFY2(m_pServed->combo()->count() == groups.size(), qPrintable(bodyNumber(i, baBody)));
+        QVERIFY2(combo()->count() == groups.size(), qPrintable(bodyNumber(i, baBody)));
     }
     QCOMPARE(failureOfGoodReplies(), QString());
 }

@@ -1,6 +1,6 @@
 // The rules of a booking: which days can be booked, how the date is written, what is asked.
 
-#include "windowtest.h"
+#include "quiettest.h"
 
 #include "window/bookingrules.h"
 
@@ -42,14 +42,11 @@ private:
 };
 } // namespace
 
-class TestBookingRules : public QObject
+class TestBookingRules : public QuietTest
 {
     Q_OBJECT
 
 private slots:
-    void init() { clearLog(); }
-    void cleanup();
-
     void days_data();
     void days();
 
@@ -66,13 +63,10 @@ private slots:
     void profileQuestions();
     void questionsAreTranslated();
     void questionsOfOtherContexts();
-};
 
-void TestBookingRules::cleanup()
-{
-    QLocale::setDefault(QLocale::system());
-    QCOMPARE(warningLog(), QStringList());
-}
+private:
+    void tearDown() override { QLocale::setDefault(QLocale::system()); }
+};
 
 void TestBookingRules::days_data()
 {

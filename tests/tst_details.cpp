@@ -1,8 +1,7 @@
 // One tracker's details: the look-up behind a double click, the dialog with its form, the save.
 
 #include "markingtranslator.h"
-#include "servedwindow.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
 #include "details/edittracker.h"
 #include "ui_edittracker.h"
@@ -16,8 +15,7 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QRegularExpression>
-
-Q_DECLARE_METATYPE(ScriptedServer::Behaviour)
+#include <QSignalSpy>
 
 namespace {
 constexpr const char *InfoPath = "/bsGetGroupTrackerInfo.php";
@@ -46,14 +44,11 @@ public slots:
 };
 } // namespace
 
-class TestDetails : public QObject
+class TestDetails : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void formMembers();
     void formOrder();
     void formGeometry();
@@ -102,38 +97,21 @@ private slots:
 private:
     void doubleClick(const QModelIndex &index) const
     {
-        QMetaObject::invokeMethod(m_pDesk->view(), "doubleClicked", Q_ARG(QModelIndex, index));
+        QMetaObject::invokeMethod(view(), "doubleClicked", Q_ARG(QModelIndex, index));
     }
-    QModelIndex cell(int iRow, int iColumn = 0) const
-    {
-        return m_pDesk->model()->index(iRow, iColumn);
-    }
+    QModelIndex cell(int iRow, int iColumn = 0) const { return model()->index(iRow, iColumn); }
     QList<QByteArray> targets() const;
     void lookUp();
     void edit(const ScriptedServer::Behaviour &reply,
               const std::function<void(EditTracker *)> &action);
     void editAndAccept(const QByteArray &baReply, const QString &strName = QString());
-
-    QScopedPointer<ServedWindow> m_pDesk;
 };
-
-void TestDetails::init()
-{
-    clearLog();
-    m_pDesk.reset(new ServedWindow);
-}
-
-void TestDetails::cleanup()
-{
-    m_pDesk.reset();
-    QCOMPARE(warningLog(), QStringList());
-}
 
 /// The targets of all detail requests, in the order of their arrival.
 QList<QByteArray> TestDetails::targets() const
 {
     QList<QByteArray> found;
-    const QList<ScriptedServer::Request> requests = m_pDesk->server()->requestsTo(InfoPath);
+    const QList<ScriptedServer::Request> requests = server()->requestsTo(InfoPath);
     for (const ScriptedServer::Request &request : requests)
         found << request.target();
     return found;
@@ -142,10 +120,10 @@ QList<QByteArray> TestDetails::targets() const
 /// A table, and the look-up of its first tracker under way.
 void TestDetails::lookUp()
 {
-    m_pDesk->fill(Trackers);
+    fill(Trackers);
     doubleClick(cell(0));
     QTRY_COMPARE(targets().size(), 1);
-    clearLog();
+    clearInfoLog();
 }
 
 /// Answers the look-up and acts on the dialog; returns when the dialog is closed.
@@ -157,7 +135,7 @@ void TestDetails::edit(const ScriptedServer::Behaviour &reply,
         QVERIFY(pDialog);
         action(pDialog);
     });
-    m_pDesk->serve(InfoPath, reply);
+    serve(InfoPath, reply);
     QTRY_VERIFY(visit.hasActed());
 }
 
@@ -335,11 +313,11 @@ void TestDetails::dialogNames()
 
 void TestDetails::lookUpBytes()
 {
-    m_pDesk->fill(Trackers);
+    fill(Trackers);
     doubleClick(cell(0));
     QTRY_COMPARE(targets().size(), 1);
-    QCOMPARE(m_pDesk->onlyRequest(InfoPath),
-             m_pDesk->expectedGet(target("fx=getInfo&groupId=12%20-%20Club%20A&SN=1000001")));
+    QCOMPARE(onlyRequest(InfoPath),
+             expectedGet(target("fx=getInfo&groupId=12%20-%20Club%20A&SN=1000001")));
 }
 
 void TestDetails::lookUpFromEveryCell_data()
@@ -358,7 +336,7 @@ void TestDetails::lookUpFromEveryCell()
     QFETCH(int, row);
     QFETCH(int, column);
     QFETCH(QByteArray, serialNumber);
-    m_pDesk->fill(Trackers);
+    fill(Trackers);
     doubleClick(cell(row, column));
     QTRY_COMPARE(targets(), QList<QByteArray>() << target(
                                 "fx=getInfo&groupId=12%20-%20Club%20A&SN=" + serialNumber));
@@ -366,8 +344,8 @@ void TestDetails::lookUpFromEveryCell()
 
 void TestDetails::lookUpOfAnEditedNumber()
 {
-    m_pDesk->fill(Trackers);
-    m_pDesk->model()->item(0)->setText("a b&c+%41#");
+    fill(Trackers);
+    model()->item(0)->setText("a b&c+%41#");
     doubleClick(cell(0, 1));
     QTRY_COMPARE(targets(), QList<QByteArray>() << target(
                                 "fx=getInfo&groupId=12%20-%20Club%20A&SN=a%20b%26c+A%23"));
@@ -391,12 +369,12 @@ void TestDetails::groupTexts()
 {
     QFETCH(QString, text);
     QFETCH(QByteArray, item);
-    m_pDesk->fill(Trackers);
-    m_pDesk->combo()->blockSignals(true); // the table stays
-    m_pDesk->combo()->clear();
+    fill(Trackers);
+    combo()->blockSignals(true); // the table stays
+    combo()->clear();
     if (!text.isNull())
-        m_pDesk->combo()->addItem(text, "12");
-    m_pDesk->combo()->blockSignals(false);
+        combo()->addItem(text, "12");
+    combo()->blockSignals(false);
     doubleClick(cell(0));
     QTRY_COMPARE(targets(), QList<QByteArray>()
                                 << target("fx=getInfo&groupId" + item + "&SN=1000001"));
@@ -421,48 +399,48 @@ void TestDetails::mouseDoubleClicks()
     QFETCH(int, row);
     QFETCH(int, column);
     QFETCH(int, requests);
-    m_pDesk->fill(Trackers);
-    m_pDesk->window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_pDesk->window()));
-    const QRect shown = m_pDesk->view()->visualRect(cell(row, column));
-    const QPoint place = row < 0 ? QPoint(20, m_pDesk->view()->viewport()->height() - 2)
+    fill(Trackers);
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window()));
+    const QRect shown = view()->visualRect(cell(row, column));
+    const QPoint place = row < 0 ? QPoint(20, view()->viewport()->height() - 2)
                                  : QPoint(shown.left() + 60, shown.center().y());
-    QTest::mouseClick(m_pDesk->view()->viewport(), Qt::LeftButton, Qt::NoModifier, place);
-    QTest::mouseDClick(m_pDesk->view()->viewport(), Qt::LeftButton, Qt::NoModifier, place);
-    QCOMPARE(m_pDesk->replies(), requests);
+    QTest::mouseClick(view()->viewport(), Qt::LeftButton, Qt::NoModifier, place);
+    QTest::mouseDClick(view()->viewport(), Qt::LeftButton, Qt::NoModifier, place);
+    QCOMPARE(replies(), requests);
 }
 
 void TestDetails::periodsAreTraced()
 {
-    m_pDesk->fill(Trackers);
-    doubleClick(m_pDesk->model()->index(0, 0, cell(1)));
+    fill(Trackers);
+    doubleClick(model()->index(0, 0, cell(1)));
     QCOMPARE(infoLog(), QStringList({"\"1000002\"", "\"a -> b\"", "1", "1234"}));
-    clearLog();
-    doubleClick(m_pDesk->model()->index(1, 0, cell(1)));
+    clearInfoLog();
+    doubleClick(model()->index(1, 0, cell(1)));
     QCOMPARE(infoLog(), QStringList({"\"1000002\"", "\" -> \"", "0", "8"}));
-    QCOMPARE(m_pDesk->replies(), 0);
-    QCOMPARE(m_pDesk->server()->requests().size(), 1);
+    QCOMPARE(replies(), 0);
+    QCOMPARE(server()->requests().size(), 1);
 }
 
 void TestDetails::invalidIndex()
 {
-    m_pDesk->fill(Trackers);
-    QVERIFY(QMetaObject::invokeMethod(m_pDesk->window(), "onTrackerDoubleClick",
+    fill(Trackers);
+    QVERIFY(QMetaObject::invokeMethod(window(), "onTrackerDoubleClick",
                                       Q_ARG(QModelIndex, QModelIndex())));
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
     QCOMPARE(infoLog(), QStringList());
 }
 
 void TestDetails::lookUpLog()
 {
-    m_pDesk->fill(Trackers);
+    fill(Trackers);
     doubleClick(cell(1, 3));
     QCOMPARE(infoLog(), QStringList(R"(get info for  "1000002" "12 - Club A")"));
 }
 
 void TestDetails::everyDoubleClickAsksAgain()
 {
-    m_pDesk->fill(Trackers);
+    fill(Trackers);
     doubleClick(cell(0));
     doubleClick(cell(0));
     QTRY_COMPARE(targets().size(), 2);
@@ -480,7 +458,7 @@ void TestDetails::dialogAsShown()
         bModal = pDialog->isModal();
         QVERIFY(pDialog->isVisible());
         QCOMPARE(pDialog->windowTitle(), QString("Dialog"));
-        QCOMPARE(pDialog->parentWidget(), m_pDesk->window());
+        QCOMPARE(pDialog->parentWidget(), window());
         QCOMPARE(pDialog->getName(), QString("Fox"));
         pDialog->reject();
     });
@@ -506,7 +484,7 @@ void TestDetails::detailLog()
     QStringList lines;
     edit(ScriptedServer::reply(reply), [&](EditTracker *pDialog) {
         lines = infoLog(); // all of it comes before the dialog
-        clearLog();
+        clearInfoLog();
         pDialog->reject();
     });
     QString strBody;
@@ -546,8 +524,8 @@ void TestDetails::endings()
             pDialog->close();
     });
     QVERIFY(!pSeen); // deleted in every case
-    QCOMPARE(m_pDesk->replies(), saved ? 2 : 1);
-    QCOMPARE(m_pDesk->window()->findChildren<QDialog *>().size(), 0);
+    QCOMPARE(replies(), saved ? 2 : 1);
+    QCOMPARE(window()->findChildren<QDialog *>().size(), 0);
 }
 
 void TestDetails::saveBytes()
@@ -555,10 +533,9 @@ void TestDetails::saveBytes()
     lookUp();
     editAndAccept(Fox, "Red Fox");
     QTRY_COMPARE(targets().size(), 2);
-    const ScriptedServer::Request request = m_pDesk->server()->requestsTo(InfoPath).value(1);
-    QCOMPARE(
-        request.head + request.body,
-        m_pDesk->expectedGet(target("fx=saveInfo&groupId=12%20-%20Club%20A&SN=77&name=Red%20Fox")));
+    const ScriptedServer::Request request = server()->requestsTo(InfoPath).value(1);
+    QCOMPARE(request.head + request.body,
+             expectedGet(target("fx=saveInfo&groupId=12%20-%20Club%20A&SN=77&name=Red%20Fox")));
 }
 
 void TestDetails::saveItems_data()
@@ -632,15 +609,15 @@ void TestDetails::refusedSessionIsIgnored()
     lookUp();
     editAndAccept(R"({"rcode":-99,"name":"Fox","SN":"77"})");
     QTRY_COMPARE(targets().size(), 2);
-    QVERIFY(m_pDesk->view()->isEnabled());
-    QCOMPARE(m_pDesk->model()->rowCount(), 2);
+    QVERIFY(view()->isEnabled());
+    QCOMPARE(model()->rowCount(), 2);
 }
 
 void TestDetails::groupOfTheMomentOfSaving()
 {
     lookUp();
     edit(ScriptedServer::reply(Fox), [&](EditTracker *pDialog) {
-        m_pDesk->combo()->setCurrentIndex(1);
+        combo()->setCurrentIndex(1);
         pDialog->accept();
     });
     QTRY_COMPARE(targets().size(), 2);
@@ -649,28 +626,28 @@ void TestDetails::groupOfTheMomentOfSaving()
 
 void TestDetails::progressIsDrivenNotShown()
 {
-    m_pDesk->fill(Trackers);
+    fill(Trackers);
     doubleClick(cell(0));
-    QVERIFY(m_pDesk->bar()->isHidden());
-    m_pDesk->bar()->reset();
+    QVERIFY(bar()->isHidden());
+    bar()->reset();
     editAndAccept(Fox);
     QVERIFY(infoLog().contains(QString("%1 : %1").arg(FoxSize)));
-    QCOMPARE(m_pDesk->bar()->maximum(), FoxSize);
-    QCOMPARE(m_pDesk->bar()->value(), FoxSize);
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QCOMPARE(bar()->maximum(), FoxSize);
+    QCOMPARE(bar()->value(), FoxSize);
+    QVERIFY(bar()->isHidden());
 
-    m_pDesk->serve(InfoPath, "saved");
+    serve(InfoPath, "saved");
     QTRY_VERIFY(infoLog().contains("\"saved\""));
     QVERIFY(infoLog().contains("5 : 5"));
-    QCOMPARE(m_pDesk->bar()->maximum(), 5);
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QCOMPARE(bar()->maximum(), 5);
+    QVERIFY(bar()->isHidden());
     // And not hidden either, where another request shows it.
-    m_pDesk->bar()->show();
+    bar()->show();
     doubleClick(cell(0));
     editAndAccept(Fox);
-    m_pDesk->serve(InfoPath, "saved again");
+    serve(InfoPath, "saved again");
     QTRY_VERIFY(infoLog().contains("\"saved again\""));
-    QVERIFY(!m_pDesk->bar()->isHidden());
+    QVERIFY(!bar()->isHidden());
 }
 
 void TestDetails::savedReplyIsOnlyLogged_data()
@@ -691,53 +668,53 @@ void TestDetails::savedReplyIsOnlyLogged()
     QFETCH(QString, line);
     lookUp();
     editAndAccept(Fox, "Red Fox");
-    clearLog();
+    clearInfoLog();
     BoxAnswers answers({});
-    m_pDesk->serve(InfoPath, ScriptedServer::reply(body, status));
+    serve(InfoPath, ScriptedServer::reply(body, status));
     QTRY_COMPARE(infoLog().value(infoLog().size() - 1), line);
     QCOMPARE(infoLog().size(), 2); // the progress before it
     QCOMPARE(answers.seen().size(), 0);
-    QVERIFY(m_pDesk->view()->isEnabled());
-    QCOMPARE(m_pDesk->model()->rowCount(), 2);
+    QVERIFY(view()->isEnabled());
+    QCOMPARE(model()->rowCount(), 2);
     QCOMPARE(cell(0, 1).data().toString(), QString("Fox"));
-    QCOMPARE(m_pDesk->replies(), 2); // both stay, and there is none for a reload
-    QCOMPARE(m_pDesk->server()->requests().size(), 3);
+    QCOMPARE(replies(), 2); // both stay, and there is none for a reload
+    QCOMPARE(server()->requests().size(), 3);
 }
 
 void TestDetails::savedNameShowsAfterReload()
 {
     lookUp();
     editAndAccept(Fox, "Red Fox");
-    m_pDesk->serve(InfoPath, "{}");
+    serve(InfoPath, "{}");
     QTRY_COMPARE(infoLog().value(infoLog().size() - 1), QString("\"{}\""));
     QCOMPARE(cell(0, 1).data().toString(), QString("Fox"));
-    m_pDesk->fill(R"({"deviceSn":"1000001","TrackerName":"Red Fox"})");
+    fill(R"({"deviceSn":"1000001","TrackerName":"Red Fox"})");
     QCOMPARE(cell(0, 1).data().toString(), QString("Red Fox"));
 }
 
 void TestDetails::repliesStay()
 {
-    m_pDesk->fill(Trackers);
+    fill(Trackers);
     for (int i = 1; i <= 2; ++i) {
         doubleClick(cell(0));
         edit(ScriptedServer::reply(Fox), [](EditTracker *pDialog) { pDialog->reject(); });
-        QCOMPARE(m_pDesk->replies(), i);
+        QCOMPARE(replies(), i);
     }
     for (int i = 1; i <= 2; ++i) {
         doubleClick(cell(1));
         editAndAccept(Fox);
-        m_pDesk->serve(InfoPath, "saved");
+        serve(InfoPath, "saved");
         QTRY_COMPARE(infoLog().count("\"saved\""), i);
-        QCOMPARE(m_pDesk->replies(), 2 + 2 * i);
+        QCOMPARE(replies(), 2 + 2 * i);
     }
-    m_pDesk->fill(Trackers); // a rebuild leaves them alone
-    QCOMPARE(m_pDesk->replies(), 6);
+    fill(Trackers); // a rebuild leaves them alone
+    QCOMPARE(replies(), 6);
     QList<QPointer<QNetworkReply>> replies;
     const QList<QNetworkReply *> found =
-        m_pDesk->window()->findChild<QNetworkAccessManager *>()->findChildren<QNetworkReply *>();
+        window()->findChild<QNetworkAccessManager *>()->findChildren<QNetworkReply *>();
     for (QNetworkReply *pReply : found)
         replies << pReply;
-    m_pDesk->destroyWindow();
+    destroyWindow();
     for (const QPointer<QNetworkReply> &pReply : qAsConst(replies))
         QVERIFY(!pReply);
 }

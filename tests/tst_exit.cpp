@@ -1,6 +1,6 @@
 // The end of a test's own process: network threads are waited for until nothing of them is left.
 
-#include "windowtest.h"
+#include "quiettest.h"
 
 #include "window/mainwindow.h"
 
@@ -46,14 +46,12 @@ protected:
 };
 } // namespace
 
-class TestExit : public QObject
+class TestExit : public QuietTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init() { clearLog(); }
-    void cleanup() { QCOMPARE(warningLog(), QStringList()); }
 
     void managersThread();
     void threadLocalObjects();

@@ -3,7 +3,7 @@
 #include "ui_mainwindow.h"
 
 #include "markingtranslator.h"
-#include "windowtest.h"
+#include "quiettest.h"
 
 #include <QFile>
 #include <QMetaProperty>
@@ -237,14 +237,11 @@ public slots:
 };
 } // namespace
 
-class TestForm : public QObject
+class TestForm : public QuietTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void members();
     void memberNamesOneWidget_data();
     void memberNamesOneWidget();
@@ -303,6 +300,8 @@ private slots:
     void valuesAreEmptiedUntranslated();
 
 private:
+    void setUp() override;
+    void tearDown() override { m_pWindow.reset(); }
     QWidget *widget(const QString &strName) const
     {
         return childOf<QWidget>(m_pWindow.get(), qPrintable(strName));
@@ -313,17 +312,10 @@ private:
     Ui::MainWindow m_form;
 };
 
-void TestForm::init()
+void TestForm::setUp()
 {
-    clearLog();
     m_pWindow = std::make_unique<QMainWindow>();
     m_form.setupUi(m_pWindow.get());
-}
-
-void TestForm::cleanup()
-{
-    m_pWindow.reset();
-    QCOMPARE(warningLog(), QStringList());
 }
 
 void TestForm::showActive()

@@ -1,17 +1,11 @@
 // The account's groups: filling the combo box, the requests it sets off, refused sessions.
 
-#include "scriptedserver.h"
-#include "windowtest.h"
-
-#include "window/mainwindow.h"
+#include "servedtest.h"
 
 #include <QAbstractButton>
 #include <QComboBox>
-#include <QLabel>
 #include <QLineEdit>
-#include <QProgressBar>
 #include <QPushButton>
-#include <QTreeView>
 
 #include <algorithm>
 
@@ -22,14 +16,11 @@ const char *const ThreeGroups = R"({"rcode":0,"groups":[{"id":"12","group_name":
 const char *const OneTracker = R"({"rcode":0,"trackers":[{"deviceSn":"1000001"}]})";
 } // namespace
 
-class TestGroups : public QObject
+class TestGroups : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void entries_data();
     void entries();
     void elementsThatAreNoObjects();
@@ -50,16 +41,10 @@ private slots:
     void refreshWhileLoggedOut();
 
 private:
-    template <typename Widget>
-    Widget *widget(const char *pName)
-    {
-        return childOf<Widget>(m_pWindow.data(), pName);
-    }
-    QComboBox *combo() { return widget<QComboBox>("groupComboBox"); }
     void refresh() { QTest::mouseClick(widget<QAbstractButton>("buttonRefresh"), Qt::LeftButton); }
-    void fill(const QByteArray &baReply)
+    void refreshTo(const QByteArray &baReply)
     {
-        m_pServer->answer("/bsGetMyGroups.php", baReply);
+        server()->answer("/bsGetMyGroups.php", baReply);
         combo()->addItem("to be cleared", QVariant());
         refresh();
         QTRY_VERIFY(combo()->findText("to be cleared") < 0);
@@ -74,7 +59,7 @@ private:
     QList<QByteArray> trackerTargets() const
     {
         QList<QByteArray> targets;
-        const auto requests = m_pServer->requestsTo("/bsGetGroupTrackers.php");
+        const auto requests = server()->requestsTo(TrackersPath);
         for (const auto &request : requests)
             targets << request.target().mid(int(qstrlen("/bsGetGroupTrackers.php?")));
         return targets;
@@ -85,26 +70,7 @@ private:
         const QList<QByteArray> targets = trackerTargets();
         return targets.value(targets.size() - 1);
     }
-
-    QScopedPointer<ScriptedServer> m_pServer;
-    QScopedPointer<MainWindow> m_pWindow;
 };
-
-void TestGroups::init()
-{
-    clearLog();
-    m_pServer.reset(new ScriptedServer);
-    setServicePort(m_pServer->serverPort());
-    m_pWindow.reset(new MainWindow);
-    clearLog();
-}
-
-void TestGroups::cleanup()
-{
-    m_pWindow.reset();
-    m_pServer.reset();
-    QCOMPARE(warningLog(), QStringList());
-}
 
 void TestGroups::entries_data()
 {
@@ -132,7 +98,7 @@ void TestGroups::entries()
     QFETCH(QByteArray, group);
     QFETCH(QString, text);
     QFETCH(QVariant, data);
-    fill(R"({"groups":[)" + group + "]}");
+    refreshTo(R"({"groups":[)" + group + "]}");
     QCOMPARE(texts(), QStringList(text));
     QCOMPARE(combo()->itemData(0).toString(), data.toString());
     QCOMPARE(combo()->itemData(0).userType() == QMetaType::QString,
@@ -142,13 +108,13 @@ void TestGroups::entries()
 
 void TestGroups::elementsThatAreNoObjects()
 {
-    fill(R"({"groups":["12",null,{"id":"7","group_name":"C"}]})");
+    refreshTo(R"({"groups":["12",null,{"id":"7","group_name":"C"}]})");
     QCOMPARE(texts(), QStringList({" - ", " - ", "7 - C"}));
 }
 
 void TestGroups::groupLog()
 {
-    m_pServer->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12"},{"id":40},{}]})");
+    server()->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12"},{"id":40},{}]})");
     refresh();
     QTRY_COMPARE(combo()->count(), 3);
     QCOMPARE(infoLog(), QStringList({R"("{\"groups\":[{\"id\":\"12\"},{\"id\":40},{}]}")",
@@ -161,16 +127,16 @@ void TestGroups::firstGroupIsRequestedBeforeSecondIsAppended()
     QList<int> counts;
     connect(combo(), QOverload<int>::of(&QComboBox::currentIndexChanged), this,
             [&] { counts << combo()->count(); });
-    m_pServer->answer("/bsGetMyGroups.php", ThreeGroups);
+    server()->answer("/bsGetMyGroups.php", ThreeGroups);
     refresh();
     QTRY_COMPARE(combo()->count(), 3);
     QCOMPARE(texts(), QStringList({"12 - Club A", "40 - Club B", "7 - Club C"}));
     QCOMPARE(counts, QList<int>{1});
     QCOMPARE(combo()->currentIndex(), 0);
     QTRY_COMPARE(trackerTargets(), QList<QByteArray>{"idgroup=12"});
-    m_pServer->release("/bsGetGroupTrackers.php", QByteArray(OneTracker));
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
-    QCOMPARE(m_pServer->requests().size(), 2);
+    server()->release(TrackersPath, QByteArray(OneTracker));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
+    QCOMPARE(server()->requests().size(), 2);
 }
 
 void TestGroups::withoutGroups_data()
@@ -187,33 +153,33 @@ void TestGroups::withoutGroups_data()
 void TestGroups::withoutGroups()
 {
     QFETCH(QByteArray, body);
-    m_pServer->answer("/bsGetGroupTrackers.php", OneTracker);
+    server()->answer(TrackersPath, OneTracker);
     combo()->addItem("12 - Club A", "12");
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
 
-    m_pServer->answer("/bsGetMyGroups.php", body);
+    server()->answer("/bsGetMyGroups.php", body);
     refresh();
     QTRY_COMPARE(combo()->count(), 0);
     // The table keeps what it showed: only a group change or a logout clears it.
-    QCOMPARE(widget<QTreeView>("treeView")->model()->rowCount(), 1);
-    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
-    QVERIFY(widget<QProgressBar>("progressBar")->isHidden());
+    QCOMPARE(model()->rowCount(), 1);
+    QCOMPARE(shownText("numberTrackers"), QString("(1)"));
+    QVERIFY(bar()->isHidden());
     QCOMPARE(trackerTargets().size(), 1);
     QVERIFY(combo()->isEnabled());
 }
 
 void TestGroups::refusedSession()
 {
-    m_pServer->answer("/bslogin.php", R"({"id":1})");
-    m_pServer->answer("/bsGetMyGroups.php",
-                      R"({"rcode":-99,"groups":[{"id":"12","group_name":"Club A"}]})");
+    server()->answer("/bslogin.php", R"({"id":1})");
+    server()->answer("/bsGetMyGroups.php",
+                     R"({"rcode":-99,"groups":[{"id":"12","group_name":"Club A"}]})");
     auto *pLogin = widget<QPushButton>("loginButton");
     widget<QLineEdit>("passwordLineEdit")->setText("secret");
     QTest::mouseClick(pLogin, Qt::LeftButton);
     QTRY_COMPARE(combo()->count(), 1);
     QCOMPARE(texts(), QStringList("12 - Club A"));
     QCOMPARE(pLogin->text(), QString("Login"));
-    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
+    QCOMPARE(shownText("passwordLineEdit"), QString());
     for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
         QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
     QTRY_COMPARE(trackerTargets(), QList<QByteArray>{"idgroup=12"});
@@ -225,7 +191,7 @@ void TestGroups::boxIsClearedBeforeTheReplyIsRead()
     connect(combo(), QOverload<int>::of(&QComboBox::currentIndexChanged), this, [&](int iIdx) {
         indices << QString("%1, %2").arg(iIdx).arg(combo()->isEnabled() ? "enabled" : "disabled");
     });
-    fill(R"({"rcode":-99,"groups":[{"id":"12"}]})");
+    refreshTo(R"({"rcode":-99,"groups":[{"id":"12"}]})");
     // The groups of the refused session come last.
     QCOMPARE(indices, QStringList({"0, enabled", "-1, enabled", "0, disabled"}));
 }
@@ -248,34 +214,34 @@ void TestGroups::otherCodesAreIgnored()
 {
     QFETCH(QByteArray, code);
     QFETCH(bool, refused);
-    fill(R"({"groups":[],"rcode":)" + code + "}");
+    refreshTo(R"({"groups":[],"rcode":)" + code + "}");
     QCOMPARE(combo()->isEnabled(), !refused);
     QCOMPARE(widget<QWidget>("treeView")->isEnabled(), !refused);
 }
 
 void TestGroups::choosingAGroup()
 {
-    m_pServer->answer("/bsGetGroupTrackers.php", OneTracker);
-    fill(ThreeGroups);
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
+    server()->answer(TrackersPath, OneTracker);
+    refreshTo(ThreeGroups);
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
     const int iBefore = trackerTargets().size();
 
-    m_pServer->script("/bsGetGroupTrackers.php", [](QSslSocket *) {}); // leaves it open
+    server()->script(TrackersPath, [](QSslSocket *) {}); // leaves it open
     combo()->setCurrentIndex(2);
     // Cleared and shown before anything is sent.
-    QAbstractItemModel *pModel = widget<QTreeView>("treeView")->model();
+    QAbstractItemModel *pModel = model();
     QCOMPARE(pModel->rowCount(), 0);
     QCOMPARE(pModel->columnCount(), 0);
-    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString());
-    QVERIFY(!widget<QProgressBar>("progressBar")->isHidden());
+    QCOMPARE(shownText("numberTrackers"), QString());
+    QVERIFY(!bar()->isHidden());
     QTRY_COMPARE(trackerTargets().size(), iBefore + 1);
     QCOMPARE(lastTarget(), QByteArray("idgroup=7"));
 }
 
 void TestGroups::choosingByKey()
 {
-    m_pServer->answer("/bsGetGroupTrackers.php", OneTracker);
-    fill(ThreeGroups);
+    server()->answer(TrackersPath, OneTracker);
+    refreshTo(ThreeGroups);
     QTest::keyClick(combo(), Qt::Key_Down);
     QTRY_COMPARE(lastTarget(), QByteArray("idgroup=40"));
     QCOMPARE(combo()->currentText(), QString("40 - Club B"));
@@ -283,7 +249,7 @@ void TestGroups::choosingByKey()
 
 void TestGroups::quickChangesSendOneRequestEach()
 {
-    m_pServer->answer("/bsGetMyGroups.php", ThreeGroups);
+    server()->answer("/bsGetMyGroups.php", ThreeGroups);
     refresh();
     QTRY_COMPARE(combo()->count(), 3);
     combo()->setCurrentIndex(1);
@@ -302,55 +268,54 @@ void TestGroups::lastReplyWins()
     combo()->addItem("40 - Club B", "40");
     combo()->setCurrentIndex(1);
     QTRY_COMPARE(trackerTargets().size(), 2);
-    QAbstractItemModel *pModel = widget<QTreeView>("treeView")->model();
-    QVERIFY(m_pServer->release("/bsGetGroupTrackers.php",
-                               R"({"trackers":[{"deviceSn":"first"},{"deviceSn":"x"}]})"));
-    QTRY_COMPARE(pModel->rowCount(), 2);
+    QAbstractItemModel *pModel = model();
     QVERIFY(
-        m_pServer->release("/bsGetGroupTrackers.php", R"({"trackers":[{"deviceSn":"second"}]})"));
+        server()->release(TrackersPath, R"({"trackers":[{"deviceSn":"first"},{"deviceSn":"x"}]})"));
+    QTRY_COMPARE(pModel->rowCount(), 2);
+    QVERIFY(server()->release(TrackersPath, R"({"trackers":[{"deviceSn":"second"}]})"));
     QTRY_COMPARE(pModel->rowCount(), 1);
     QCOMPARE(pModel->index(0, 0).data().toString(), QString("second"));
 }
 
 void TestGroups::clearedBoxSendsNothing()
 {
-    m_pServer->answer("/bsGetGroupTrackers.php", OneTracker);
+    server()->answer(TrackersPath, OneTracker);
     combo()->addItem("12 - Club A", "12");
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
     combo()->clear();
-    QCOMPARE(widget<QTreeView>("treeView")->model()->rowCount(), 1);
-    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
-    QVERIFY(widget<QProgressBar>("progressBar")->isHidden());
-    m_pServer->answer("/bsGetMyGroups.php", "{}");
+    QCOMPARE(model()->rowCount(), 1);
+    QCOMPARE(shownText("numberTrackers"), QString("(1)"));
+    QVERIFY(bar()->isHidden());
+    server()->answer("/bsGetMyGroups.php", "{}");
     refresh();
-    QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 1);
-    QCOMPARE(m_pServer->requests().size(), 2);
+    QTRY_COMPARE(server()->requestsTo("/bsGetMyGroups.php").size(), 1);
+    QCOMPARE(server()->requests().size(), 2);
 }
 
 void TestGroups::refreshEndsWithFirstGroup()
 {
-    m_pServer->answer("/bsGetGroupTrackers.php", OneTracker);
-    fill(ThreeGroups);
+    server()->answer(TrackersPath, OneTracker);
+    refreshTo(ThreeGroups);
     combo()->setCurrentIndex(2);
     QTRY_COMPARE(lastTarget(), QByteArray("idgroup=7"));
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
     const int iBefore = trackerTargets().size();
     refresh();
     QTRY_COMPARE(trackerTargets().size(), iBefore + 1);
     QCOMPARE(lastTarget(), QByteArray("idgroup=12"));
     QCOMPARE(combo()->currentIndex(), 0);
     QCOMPARE(combo()->count(), 3);
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
 }
 
 void TestGroups::refreshWhileLoggedOut()
 {
-    m_pServer->answer("/bsGetGroupTrackers.php", OneTracker);
-    m_pServer->answer("/bsGetMyGroups.php", ThreeGroups);
+    server()->answer(TrackersPath, OneTracker);
+    server()->answer("/bsGetMyGroups.php", ThreeGroups);
     refresh();
     QTRY_COMPARE(combo()->count(), 3);
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
+    QCOMPARE(shownText("loginButton"), QString("Login"));
 }
 
 VELTRANO_TEST_MAIN(TestGroups)

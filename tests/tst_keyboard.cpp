@@ -1,6 +1,6 @@
 // The keyboard around the window: where it begins, where Tab leads, and the keys that are added.
 
-#include "servedwindow.h"
+#include "servedtest.h"
 
 #include "app/keyboard.h"
 
@@ -8,16 +8,14 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QSpinBox>
 
-class TestKeyboard : public QObject
+class TestKeyboard : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void startFocus_data();
     void startFocus();
     void tabForwards();
@@ -37,21 +35,15 @@ private slots:
     void keysThatStay();
 
 private:
-    template <typename Widget>
-    Widget *widget(const char *pName) const
-    {
-        return m_pServed->widget<Widget>(pName);
-    }
+    void setUp() override;
     void press(int iKey, Qt::KeyboardModifiers modifiers = Qt::NoModifier) const
     {
         // As a key arrives: at the window, which hands it to the widget that has the keyboard.
-        QTest::keyClick(m_pServed->window()->windowHandle(), Qt::Key(iKey), modifiers);
+        QTest::keyClick(window()->windowHandle(), Qt::Key(iKey), modifiers);
     }
     /// The widgets that a key leads through, by name, until it is back at the user field.
     QStringList way(int iKey, Qt::KeyboardModifiers modifiers) const;
     void fillTable();
-
-    QScopedPointer<ServedWindow> m_pServed;
 };
 
 namespace {
@@ -91,28 +83,22 @@ const QStringList &wayOfTab()
 }
 } // namespace
 
-void TestKeyboard::init()
+void TestKeyboard::setUp()
 {
-    m_pServed.reset(new ServedWindow);
-    completeTabOrder(m_pServed->window());
-    new OperatorKeys(m_pServed->view());
-    m_pServed->window()->show();
-    QVERIFY(QTest::qWaitForWindowActive(m_pServed->window()));
-    setStartFocus(m_pServed->window());
-}
-
-void TestKeyboard::cleanup()
-{
-    m_pServed.reset();
-    QCOMPARE(warningLog(), QStringList());
+    ServedTest::setUp();
+    completeTabOrder(window());
+    new OperatorKeys(view());
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowActive(window()));
+    setStartFocus(window());
 }
 
 void TestKeyboard::fillTable()
 {
-    m_pServed->fill(R"({"deviceSn":"0041200","TrackerName":"Nora","state":"A","activations":)"
-                    R"([{"id":"7","startTime":"2026-03-01","endTime":"2026-03-07","done":"0"}]},)"
-                    R"({"deviceSn":"0041228","TrackerName":"Ida","state":"A"})");
-    m_pServed->view()->setFocus();
+    fill(R"({"deviceSn":"0041200","TrackerName":"Nora","state":"A","activations":)"
+         R"([{"id":"7","startTime":"2026-03-01","endTime":"2026-03-07","done":"0"}]},)"
+         R"({"deviceSn":"0041228","TrackerName":"Ida","state":"A"})");
+    view()->setFocus();
 }
 
 void TestKeyboard::startFocus_data()
@@ -130,12 +116,10 @@ void TestKeyboard::startFocus()
     QFETCH(QString, user);
     QFETCH(QString, focus);
     widget<QLineEdit>("userLineEdit")->setText(user);
-    setStartFocus(m_pServed->window());
+    setStartFocus(window());
     QCOMPARE(QApplication::focusWidget()->objectName(), focus);
     press(Qt::Key_X);
-    QVERIFY(childOf<QLineEdit>(m_pServed->window(), focus.toLatin1().constData())
-                ->text()
-                .endsWith('x'));
+    QVERIFY(childOf<QLineEdit>(window(), focus.toLatin1().constData())->text().endsWith('x'));
 }
 
 QStringList TestKeyboard::way(int iKey, Qt::KeyboardModifiers modifiers) const
@@ -177,10 +161,10 @@ void TestKeyboard::givenOrderStays()
 void TestKeyboard::f2OpensDetails()
 {
     fillTable();
-    m_pServed->view()->setCurrentIndex(m_pServed->model()->index(1, 0));
+    view()->setCurrentIndex(model()->index(1, 0));
     press(Qt::Key_F2);
-    QTRY_COMPARE(m_pServed->server()->requestsTo(DetailsPath).size(), 1);
-    QVERIFY(m_pServed->server()->requestsTo(DetailsPath).first().head.contains("SN=0041228"));
+    QTRY_COMPARE(server()->requestsTo(DetailsPath).size(), 1);
+    QVERIFY(server()->requestsTo(DetailsPath).first().head.contains("SN=0041228"));
     QCOMPARE(infoLog().value(0), QString("get info for  \"0041228\" \"12 - Club A\""));
 }
 
@@ -204,12 +188,12 @@ void TestKeyboard::f2OpensNothingElse()
     QFETCH(bool, period);
     QFETCH(int, modifiers);
     fillTable();
-    QSignalSpy doubleClicks(m_pServed->view(), SIGNAL(doubleClicked(QModelIndex)));
-    QModelIndex index = m_pServed->model()->index(row, column);
+    QSignalSpy doubleClicks(view(), SIGNAL(doubleClicked(QModelIndex)));
+    QModelIndex index = model()->index(row, column);
     if (period)
-        index = m_pServed->model()->index(0, 0, index);
-    m_pServed->view()->setCurrentIndex(index);
-    QCOMPARE(m_pServed->view()->currentIndex(), index);
+        index = model()->index(0, 0, index);
+    view()->setCurrentIndex(index);
+    QCOMPARE(view()->currentIndex(), index);
     press(Qt::Key_F2, Qt::KeyboardModifiers(modifiers));
     QCOMPARE(doubleClicks.size(), 0);
     QCOMPARE(infoLog(), QStringList());
@@ -218,7 +202,7 @@ void TestKeyboard::f2OpensNothingElse()
 void TestKeyboard::f2EditsOtherColumns()
 {
     fillTable();
-    m_pServed->view()->setCurrentIndex(m_pServed->model()->index(0, 1));
+    view()->setCurrentIndex(model()->index(0, 1));
     press(Qt::Key_F2);
     auto *pEditor = qobject_cast<QLineEdit *>(QApplication::focusWidget());
     QVERIFY(pEditor);
@@ -226,49 +210,49 @@ void TestKeyboard::f2EditsOtherColumns()
     press(Qt::Key_F2); // in the editor it is no more than before
     press(Qt::Key_A);
     press(Qt::Key_Return);
-    QCOMPARE(m_pServed->model()->index(0, 1).data().toString(), QString("a"));
-    QCOMPARE(m_pServed->replies(), 0);
+    QCOMPARE(model()->index(0, 1).data().toString(), QString("a"));
+    QCOMPARE(replies(), 0);
 }
 
 void TestKeyboard::f2LeavesOtherWidgetsAlone()
 {
     fillTable();
-    m_pServed->view()->setCurrentIndex(m_pServed->model()->index(0, 0));
+    view()->setCurrentIndex(model()->index(0, 0));
     widget<QSpinBox>("weeksSpinBox")->setFocus();
     press(Qt::Key_F2);
     QCOMPARE(infoLog(), QStringList());
-    QCOMPARE(m_pServed->replies(), 0);
+    QCOMPARE(replies(), 0);
 }
 
 void TestKeyboard::typingGoesToTheTracker()
 {
     fillTable();
-    QTest::keyClicks(m_pServed->view(), "004122");
-    QCOMPARE(m_pServed->view()->currentIndex(), m_pServed->model()->index(1, 0));
+    QTest::keyClicks(view(), "004122");
+    QCOMPARE(view()->currentIndex(), model()->index(1, 0));
 }
 
 void TestKeyboard::altDownOpensTheGroups()
 {
     fillTable();
-    m_pServed->combo()->setFocus();
+    combo()->setFocus();
     WhileOpen list([&](QWidget *pOpen) {
         QWidget *pList = pOpen->focusWidget() ? pOpen->focusWidget() : pOpen;
         QTest::keyClick(pList, Qt::Key_Down);
-        QCOMPARE(m_pServed->combo()->currentIndex(), 0); // nothing is loaded on the way
+        QCOMPARE(combo()->currentIndex(), 0); // nothing is loaded on the way
         QTest::keyClick(pList, Qt::Key_Return);
     });
     press(Qt::Key_Down, Qt::AltModifier);
-    QTRY_COMPARE(m_pServed->combo()->currentIndex(), 1);
+    QTRY_COMPARE(combo()->currentIndex(), 1);
     QVERIFY(list.hasActed());
-    m_pServed->serveTrackers("");
+    serveTrackers("");
 }
 
 void TestKeyboard::shiftF10OpensTheMenuOfThePeriod()
 {
     fillTable();
-    QTreeView *pView = m_pServed->view();
-    pView->expand(m_pServed->model()->index(0, 0));
-    const QModelIndex period = m_pServed->model()->index(0, 0, m_pServed->model()->index(0, 0));
+    QTreeView *pView = view();
+    pView->expand(model()->index(0, 0));
+    const QModelIndex period = model()->index(0, 0, model()->index(0, 0));
     pView->setCurrentIndex(period);
     QStringList texts;
     QPoint place;
@@ -285,14 +269,14 @@ void TestKeyboard::shiftF10OpensTheMenuOfThePeriod()
     QVERIFY(menu.hasActed());
     QCOMPARE(texts, QStringList("Remove"));
     QCOMPARE(place, pView->mapToGlobal(pView->visualRect(period).center()));
-    QTRY_COMPARE(m_pServed->server()->requestsTo("/removeActivation.php").size(), 1);
+    QTRY_COMPARE(server()->requestsTo("/removeActivation.php").size(), 1);
 }
 
 void TestKeyboard::shiftF10DoesWhatTheMenuKeyDoes()
 {
     fillTable();
-    QTreeView *pView = m_pServed->view();
-    pView->setCurrentIndex(m_pServed->model()->index(1, 0));
+    QTreeView *pView = view();
+    pView->setCurrentIndex(model()->index(1, 0));
     QSignalSpy requests(pView, SIGNAL(customContextMenuRequested(QPoint)));
     const auto closeMenu = [](QWidget *pOpen) {
         pOpen->close();
@@ -339,8 +323,8 @@ void TestKeyboard::keysThatStay()
     QFETCH(int, key);
     QFETCH(int, modifiers);
     fillTable();
-    m_pServed->view()->setCurrentIndex(m_pServed->model()->index(0, 0));
-    QSignalSpy requests(m_pServed->view(), SIGNAL(customContextMenuRequested(QPoint)));
+    view()->setCurrentIndex(model()->index(0, 0));
+    QSignalSpy requests(view(), SIGNAL(customContextMenuRequested(QPoint)));
     press(key, Qt::KeyboardModifiers(modifiers));
     QCOMPARE(requests.size(), 0);
 }

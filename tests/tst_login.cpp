@@ -1,22 +1,12 @@
 // Logging in and out: the request's bytes, the widgets' states, the stored user, the refusals.
 
-#include "scriptedserver.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
-#include "window/mainwindow.h"
-
-#include <QCalendarWidget>
-#include <QComboBox>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLabel>
 #include <QLineEdit>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
-#include <QSignalSpy>
-#include <QStandardItemModel>
-#include <QTreeView>
 
 namespace {
 const char *const Accepted = R"({"id":7,"msg":"","name":"Nora Ånes"})";
@@ -26,14 +16,11 @@ const char *const TwoTrackers = R"({"rcode":0,"balance":"12.50","trackers":[)"
                                 R"({"deviceSn":"1000001"},{"deviceSn":"1000002"}]})";
 } // namespace
 
-class TestLogin : public QObject
+class TestLogin : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void requestBytes();
     void bodies_data();
     void bodies();
@@ -59,36 +46,18 @@ private slots:
     void lateListRefillsAfterLogout();
 
 private:
-    template <typename Widget>
-    Widget *widget(const char *pName)
-    {
-        return childOf<Widget>(m_pWindow.data(), pName);
-    }
+    void setUp() override;
     void typeCredentials(const QString &strUser, const QString &strPassword);
     void clickLogin() { QTest::mouseClick(widget<QPushButton>("loginButton"), Qt::LeftButton); }
     void logIn();
     void checkLoggedIn();
-    int requestCount() const { return m_pServer->requests().size(); }
-
-    QScopedPointer<ScriptedServer> m_pServer;
-    QScopedPointer<MainWindow> m_pWindow;
+    int requestCount() const { return server()->requests().size(); }
 };
 
-void TestLogin::init()
+void TestLogin::setUp()
 {
-    clearLog();
     QSettings().clear();
-    m_pServer.reset(new ScriptedServer);
-    setServicePort(m_pServer->serverPort());
-    m_pWindow.reset(new MainWindow);
-    clearLog();
-}
-
-void TestLogin::cleanup()
-{
-    m_pWindow.reset();
-    m_pServer.reset();
-    QCOMPARE(warningLog(), QStringList());
+    ServedTest::setUp();
 }
 
 void TestLogin::typeCredentials(const QString &strUser, const QString &strPassword)
@@ -99,12 +68,12 @@ void TestLogin::typeCredentials(const QString &strUser, const QString &strPasswo
 
 void TestLogin::logIn()
 {
-    m_pServer->answer("/bslogin.php", Accepted);
-    m_pServer->answer("/bsGetMyGroups.php", TwoGroups);
-    m_pServer->answer("/bsGetGroupTrackers.php", TwoTrackers);
+    server()->answer("/bslogin.php", Accepted);
+    server()->answer("/bsGetMyGroups.php", TwoGroups);
+    server()->answer(TrackersPath, TwoTrackers);
     typeCredentials("nora@club.example", "secret");
     clickLogin();
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(2)"));
 }
 
 void TestLogin::requestBytes()
@@ -112,20 +81,8 @@ void TestLogin::requestBytes()
     typeCredentials("nora@club.example", "a b&c=d");
     clickLogin();
     QTRY_COMPARE(requestCount(), 1);
-
-    const ScriptedServer::Request request = m_pServer->requests().first();
-    const QByteArray baHost = "localhost:" + QByteArray::number(m_pServer->serverPort());
-    QCOMPARE(request.head, "POST /bslogin.php HTTP/1.1\r\n"
-                           "Host: " +
-                               baHost +
-                               "\r\n"
-                               "Content-Type: application/x-www-form-urlencoded\r\n"
-                               "Content-Length: 44\r\n"
-                               "Connection: Keep-Alive\r\n"
-                               "Accept-Encoding: gzip, deflate\r\n"
-                               "Accept-Language: en,*\r\n"
-                               "User-Agent: Mozilla/5.0\r\n\r\n");
-    QCOMPARE(request.body, QByteArray("email=nora@club.example&password=a b%26c%3Dd"));
+    QCOMPARE(onlyRequest("/bslogin.php"),
+             expectedPost("/bslogin.php", "email=nora@club.example&password=a b%26c%3Dd"));
 }
 
 void TestLogin::bodies_data()
@@ -165,8 +122,8 @@ void TestLogin::bodies()
     typeCredentials(user, password);
     clickLogin();
     QTRY_COMPARE(requestCount(), 1);
-    QCOMPARE(m_pServer->requests().first().body, body);
-    QCOMPARE(m_pServer->requests().first().header("Content-Length"),
+    QCOMPARE(server()->requests().first().body, body);
+    QCOMPARE(server()->requests().first().header("Content-Length"),
              QByteArray::number(body.size()));
 }
 
@@ -178,12 +135,12 @@ void TestLogin::buttonIsDisabledWhileUnderWay()
     QVERIFY(!widget<QPushButton>("loginButton")->isEnabled());
     QVERIFY(widget<QLineEdit>("userLineEdit")->isEnabled());
     QVERIFY(widget<QLineEdit>("passwordLineEdit")->isEnabled());
-    QVERIFY(widget<QTreeView>("treeView")->isEnabled());
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QVERIFY(view()->isEnabled());
+    QCOMPARE(shownText("loginButton"), QString("Login"));
     clickLogin(); // a disabled button takes no click
-    QVERIFY(m_pServer->release("/bslogin.php", QByteArray(Accepted)));
+    QVERIFY(server()->release("/bslogin.php", QByteArray(Accepted)));
     QTRY_VERIFY(widget<QPushButton>("loginButton")->isEnabled());
-    QCOMPARE(m_pServer->requestsTo("/bslogin.php").size(), 1);
+    QCOMPARE(server()->requestsTo("/bslogin.php").size(), 1);
 }
 
 void TestLogin::accepted()
@@ -191,32 +148,32 @@ void TestLogin::accepted()
     // As an earlier logout leaves them.
     for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
         widget<QWidget>(pName)->setEnabled(false);
-    m_pServer->answer("/bslogin.php", Accepted);
+    server()->answer("/bslogin.php", Accepted);
     typeCredentials("  nora@club.example", "secret");
     clickLogin();
-    QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 1);
+    QTRY_COMPARE(server()->requestsTo("/bsGetMyGroups.php").size(), 1);
 
     auto *pLogin = widget<QPushButton>("loginButton");
-    QCOMPARE(pLogin->text(), QString("Logout"));
+    QCOMPARE(shownText("loginButton"), QString("Logout"));
     QVERIFY(pLogin->isEnabled());
     for (const char *pName : {"userLineEdit", "passwordLineEdit"})
         QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
     for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
         QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
-    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString("secret"));
+    QCOMPARE(shownText("passwordLineEdit"), QString("secret"));
     QCOMPARE(requestCount(), 2);
 
-    m_pWindow.reset();
+    destroyWindow();
     QCOMPARE(QSettings().allKeys(), QStringList("lastuser"));
     QCOMPARE(QSettings().value("lastuser"), QVariant("  nora@club.example"));
-    m_pWindow.reset(new MainWindow);
-    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString("  nora@club.example"));
-    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
+    makeWindow();
+    QCOMPARE(shownText("userLineEdit"), QString("  nora@club.example"));
+    QCOMPARE(shownText("passwordLineEdit"), QString());
 }
 
 void TestLogin::acceptedLog()
 {
-    m_pServer->answer("/bslogin.php", R"({"id":1,"name":"Nora"})");
+    server()->answer("/bslogin.php", R"({"id":1,"name":"Nora"})");
     typeCredentials("nora@club.example", "a-very-secret-word");
     clickLogin();
     QTRY_COMPARE(requestCount(), 2);
@@ -247,11 +204,11 @@ void TestLogin::idDecides()
     QFETCH(QByteArray, body);
     QFETCH(bool, accepted);
     BoxAnswers answers({QMessageBox::Ok});
-    m_pServer->answer("/bslogin.php", body);
+    server()->answer("/bslogin.php", body);
     clickLogin();
     QTRY_VERIFY(widget<QPushButton>("loginButton")->isEnabled());
     QCOMPARE(answers.seen().size(), accepted ? 0 : 1);
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString(accepted ? "Logout" : "Login"));
+    QCOMPARE(shownText("loginButton"), QString(accepted ? "Logout" : "Login"));
 }
 
 void TestLogin::refused()
@@ -259,7 +216,7 @@ void TestLogin::refused()
     BoxAnswers answers({QMessageBox::Ok});
     bool bEnabledWhileOpen = true;
     answers.whileOpen([&] { bEnabledWhileOpen = widget<QPushButton>("loginButton")->isEnabled(); });
-    m_pServer->answer("/bslogin.php", R"({"id":0,"msg":"Wrong password","name":"Nora"})");
+    server()->answer("/bslogin.php", R"({"id":0,"msg":"Wrong password","name":"Nora"})");
     typeCredentials("nora@club.example", "secrte");
     clickLogin();
     QTRY_VERIFY(!answers.seen().isEmpty());
@@ -275,9 +232,9 @@ void TestLogin::refused()
     QCOMPARE(answers.seen(), QList<SeenBox>{expected});
     QVERIFY(!bEnabledWhileOpen); // the box comes first
 
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
-    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString("nora@club.example"));
-    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString("secrte"));
+    QCOMPARE(shownText("loginButton"), QString("Login"));
+    QCOMPARE(shownText("userLineEdit"), QString("nora@club.example"));
+    QCOMPARE(shownText("passwordLineEdit"), QString("secrte"));
     for (const char *pName :
          {"userLineEdit", "passwordLineEdit", "groupComboBox", "calendarWidget", "treeView"})
         QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
@@ -305,14 +262,14 @@ void TestLogin::failedReplies()
 {
     QFETCH(QByteArray, bytes);
     BoxAnswers answers({QMessageBox::Ok});
-    m_pServer->script("/bslogin.php", ScriptedServer::sendAndClose(bytes));
+    server()->script("/bslogin.php", ScriptedServer::sendAndClose(bytes));
     clickLogin();
     QTRY_VERIFY(!answers.seen().isEmpty());
     QTRY_VERIFY(widget<QPushButton>("loginButton")->isEnabled());
     QCOMPARE(answers.seen().size(), 1);
     QCOMPARE(answers.seen().first().title, QString("Error"));
     QCOMPARE(answers.seen().first().text, QString());
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCOMPARE(shownText("loginButton"), QString("Login"));
     QCOMPARE(requestCount(), 1);
 }
 
@@ -341,7 +298,7 @@ void TestLogin::refusalIsPlainText()
     QFETCH(Qt::TextFormat, format);
     BoxAnswers answers({QMessageBox::Ok});
     const QJsonObject reply{{"id", 0}, {"msg", text}};
-    m_pServer->answer("/bslogin.php", QJsonDocument(reply).toJson());
+    server()->answer("/bslogin.php", QJsonDocument(reply).toJson());
     clickLogin();
     QTRY_VERIFY(!answers.seen().isEmpty());
 
@@ -359,14 +316,14 @@ void TestLogin::refusalIsPlainText()
 void TestLogin::refusalLeavesStoredUser()
 {
     QSettings().setValue("lastuser", "first@club.example");
-    m_pWindow.reset(new MainWindow);
-    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString("first@club.example"));
+    makeWindow();
+    QCOMPARE(shownText("userLineEdit"), QString("first@club.example"));
     BoxAnswers answers({QMessageBox::Ok});
-    m_pServer->answer("/bslogin.php", R"({"id":0,"msg":"no"})");
+    server()->answer("/bslogin.php", R"({"id":0,"msg":"no"})");
     typeCredentials("second@club.example", "x");
     clickLogin();
     QTRY_VERIFY(!answers.seen().isEmpty());
-    m_pWindow.reset();
+    destroyWindow();
     QCOMPARE(QSettings().value("lastuser"), QVariant("first@club.example"));
 }
 
@@ -375,20 +332,20 @@ void TestLogin::returnInPasswordField()
     typeCredentials("nora@club.example", "secret");
     QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
     QTRY_COMPARE(requestCount(), 1);
-    QCOMPARE(m_pServer->requests().first().body,
+    QCOMPARE(server()->requests().first().body,
              QByteArray("email=nora@club.example&password=secret"));
     QVERIFY(!widget<QPushButton>("loginButton")->isEnabled());
 }
 
 void TestLogin::returnInUserFieldDoesNothing()
 {
-    m_pWindow->show();
+    window()->show();
     QTest::keyClick(widget<QLineEdit>("userLineEdit"), Qt::Key_Return);
     QVERIFY(widget<QPushButton>("loginButton")->isEnabled());
     // A request that follows is the first that arrives.
     QTest::mouseClick(widget<QAbstractButton>("buttonRefresh"), Qt::LeftButton);
     QTRY_COMPARE(requestCount(), 1);
-    QCOMPARE(m_pServer->requests().first().path(), QByteArray("/bsGetMyGroups.php"));
+    QCOMPARE(server()->requests().first().path(), QByteArray("/bsGetMyGroups.php"));
 }
 
 void TestLogin::returnSendsAgainWhileUnderWay()
@@ -396,23 +353,23 @@ void TestLogin::returnSendsAgainWhileUnderWay()
     typeCredentials("nora@club.example", "secret");
     clickLogin();
     QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
-    QTRY_COMPARE(m_pServer->requestsTo("/bslogin.php").size(), 2);
+    QTRY_COMPARE(server()->requestsTo("/bslogin.php").size(), 2);
 }
 
 void TestLogin::refusedSecondLogin()
 {
-    m_pServer->answer("/bsGetMyGroups.php", TwoGroups);
-    m_pServer->answer("/bsGetGroupTrackers.php", TwoTrackers);
+    server()->answer("/bsGetMyGroups.php", TwoGroups);
+    server()->answer(TrackersPath, TwoTrackers);
     typeCredentials("nora@club.example", "secret");
     clickLogin();
     QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
-    QTRY_COMPARE(m_pServer->requestsTo("/bslogin.php").size(), 2);
-    QVERIFY(m_pServer->release("/bslogin.php", Accepted));
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+    QTRY_COMPARE(server()->requestsTo("/bslogin.php").size(), 2);
+    QVERIFY(server()->release("/bslogin.php", Accepted));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(2)"));
 
     // The refusal is shown, and the session goes on.
     BoxAnswers answers({QMessageBox::Ok});
-    QVERIFY(m_pServer->release("/bslogin.php", R"({"id":0,"msg":"Twice"})"));
+    QVERIFY(server()->release("/bslogin.php", R"({"id":0,"msg":"Twice"})"));
     QTRY_COMPARE(answers.seen().size(), 1);
     QCOMPARE(answers.seen().first().title, QString("Error"));
     QCOMPARE(answers.seen().first().text, QString("Twice"));
@@ -422,20 +379,20 @@ void TestLogin::refusedSecondLogin()
 
 void TestLogin::acceptedBehindTheBox()
 {
-    m_pServer->answer("/bsGetMyGroups.php", TwoGroups);
-    m_pServer->answer("/bsGetGroupTrackers.php", TwoTrackers);
+    server()->answer("/bsGetMyGroups.php", TwoGroups);
+    server()->answer(TrackersPath, TwoTrackers);
     typeCredentials("nora@club.example", "secret");
     clickLogin();
     QTest::keyClick(widget<QLineEdit>("passwordLineEdit"), Qt::Key_Return);
-    QTRY_COMPARE(m_pServer->requestsTo("/bslogin.php").size(), 2);
+    QTRY_COMPARE(server()->requestsTo("/bslogin.php").size(), 2);
 
     BoxAnswers answers({QMessageBox::Ok});
     answers.whileOpen([this] {
-        QVERIFY(m_pServer->release("/bslogin.php", Accepted));
-        QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+        QVERIFY(server()->release("/bslogin.php", Accepted));
+        QTRY_COMPARE(shownText("numberTrackers"), QString("(2)"));
         QVERIFY(!widget<QWidget>("userLineEdit")->isEnabled());
     });
-    QVERIFY(m_pServer->release("/bslogin.php", R"({"id":0,"msg":"No"})"));
+    QVERIFY(server()->release("/bslogin.php", R"({"id":0,"msg":"No"})"));
     QTRY_COMPARE(answers.seen().size(), 1);
     checkLoggedIn();
     QCOMPARE(requestCount(), 4);
@@ -446,14 +403,14 @@ void TestLogin::checkLoggedIn()
     QTRY_VERIFY(!QApplication::activeModalWidget());
     auto *pButton = widget<QPushButton>("loginButton");
     QTRY_VERIFY(pButton->isEnabled());
-    QCOMPARE(pButton->text(), QString("Logout"));
+    QCOMPARE(shownText("loginButton"), QString("Logout"));
     for (const char *pName : {"userLineEdit", "passwordLineEdit"})
         QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
     for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
         QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
-    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 2);
-    QCOMPARE(widget<QTreeView>("treeView")->model()->rowCount(), 2);
-    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
+    QCOMPARE(combo()->count(), 2);
+    QCOMPARE(model()->rowCount(), 2);
+    QCOMPARE(shownText("numberTrackers"), QString("(2)"));
     QCOMPARE(QSettings().value("lastuser"), QVariant("nora@club.example"));
 }
 
@@ -464,69 +421,68 @@ void TestLogin::logout()
     widget<QLineEdit>("passwordLineEdit")->setText("secret");
     clickLogin();
 
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCOMPARE(shownText("loginButton"), QString("Login"));
     QVERIFY(widget<QPushButton>("loginButton")->isEnabled());
     for (const char *pName : {"userLineEdit", "passwordLineEdit"})
         QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
     for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
         QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
-    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString("nora@club.example"));
-    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
-    QAbstractItemModel *pModel = widget<QTreeView>("treeView")->model();
+    QCOMPARE(shownText("userLineEdit"), QString("nora@club.example"));
+    QCOMPARE(shownText("passwordLineEdit"), QString());
+    QAbstractItemModel *pModel = model();
     QCOMPARE(pModel->rowCount(), 0);
     QCOMPARE(pModel->columnCount(), 0);
-    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString());
-    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
+    QCOMPARE(shownText("numberTrackers"), QString());
+    QCOMPARE(combo()->count(), 0);
     QCOMPARE(QSettings().value("lastuser"), QVariant("nora@club.example"));
 
     // Nothing was sent: the next login is the next request.
     clickLogin();
     QTRY_COMPARE(requestCount(), iBefore + 3);
-    QCOMPARE(m_pServer->requests().at(iBefore).path(), QByteArray("/bslogin.php"));
+    QCOMPARE(server()->requests().at(iBefore).path(), QByteArray("/bslogin.php"));
 }
 
 void TestLogin::logoutByReturn()
 {
     logIn();
     // The field is disabled now, but a press that the platform still delivers logs out.
-    QVERIFY(QMetaObject::invokeMethod(m_pWindow.data(), "onLoginReturnPressed"));
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
-    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
+    QVERIFY(QMetaObject::invokeMethod(window(), "onLoginReturnPressed"));
+    QCOMPARE(shownText("loginButton"), QString("Login"));
+    QCOMPARE(combo()->count(), 0);
 }
 
 void TestLogin::logoutLeavesBalanceProgressAndCookies()
 {
-    m_pServer->script("/bslogin.php",
-                      ScriptedServer::reply(Accepted, "200 OK",
-                                            "Set-Cookie: sid=abc; Path=/; Secure; HttpOnly\r\n"));
-    m_pServer->answer("/bsGetMyGroups.php", TwoGroups);
-    m_pServer->answer("/bsGetGroupTrackers.php", TwoTrackers);
+    server()->script("/bslogin.php",
+                     ScriptedServer::reply(Accepted, "200 OK",
+                                           "Set-Cookie: sid=abc; Path=/; Secure; HttpOnly\r\n"));
+    server()->answer("/bsGetMyGroups.php", TwoGroups);
+    server()->answer(TrackersPath, TwoTrackers);
     clickLogin();
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(2)"));
-    auto *pProgress = widget<QProgressBar>("progressBar");
-    pProgress->show();
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(2)"));
+    bar()->show();
     clickLogin();
-    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString("12.50"));
-    QVERIFY(!pProgress->isHidden());
+    QCOMPARE(shownText("accountBalance"), QString("12.50"));
+    QVERIFY(!bar()->isHidden());
 
     QTest::mouseClick(widget<QAbstractButton>("buttonRefresh"), Qt::LeftButton);
-    QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 2);
-    QCOMPARE(m_pServer->requests().first().header("Cookie"), QByteArray());
-    const QList<ScriptedServer::Request> later = m_pServer->requests().mid(1);
+    QTRY_COMPARE(server()->requestsTo("/bsGetMyGroups.php").size(), 2);
+    QCOMPARE(server()->requests().first().header("Cookie"), QByteArray());
+    const QList<ScriptedServer::Request> later = server()->requests().mid(1);
     for (const ScriptedServer::Request &request : later)
         QCOMPARE(request.header("Cookie"), QByteArray("sid=abc"));
 }
 
 void TestLogin::lateListRefillsAfterLogout()
 {
-    m_pServer->answer("/bslogin.php", Accepted);
+    server()->answer("/bslogin.php", Accepted);
     clickLogin();
-    QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 1);
+    QTRY_COMPARE(server()->requestsTo("/bsGetMyGroups.php").size(), 1);
     clickLogin();
-    QVERIFY(m_pServer->release("/bsGetMyGroups.php", QByteArray(TwoGroups)));
-    QTRY_COMPARE(widget<QComboBox>("groupComboBox")->count(), 2);
-    QVERIFY(!widget<QComboBox>("groupComboBox")->isEnabled());
-    QTRY_COMPARE(m_pServer->requestsTo("/bsGetGroupTrackers.php").size(), 1);
+    QVERIFY(server()->release("/bsGetMyGroups.php", QByteArray(TwoGroups)));
+    QTRY_COMPARE(combo()->count(), 2);
+    QVERIFY(!combo()->isEnabled());
+    QTRY_COMPARE(server()->requestsTo(TrackersPath).size(), 1);
 }
 
 VELTRANO_TEST_MAIN(TestLogin)

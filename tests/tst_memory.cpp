@@ -1,10 +1,9 @@
 // What a window keeps that works all day: as much after the thousandth rebuilt table as before.
 
-#include "servedwindow.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
 #include <QPixmapCache>
-#include <QStringList>
+#include <QSignalSpy>
 
 #include <cstdlib>
 
@@ -72,14 +71,12 @@ QByteArray compared(qint64 iLate, qint64 iEarly)
 }
 } // namespace
 
-class TestMemory : public QObject
+class TestMemory : public ServedTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
 
     void rebuiltTables();
 
@@ -94,8 +91,6 @@ private:
     void rebuild(int iTimes);
     /// Empties the pixmap cache.
     Kept kept();
-
-    QScopedPointer<ServedWindow> m_pServed;
 };
 
 void TestMemory::initTestCase()
@@ -107,28 +102,16 @@ void TestMemory::initTestCase()
              "Start it with GLIBC_TUNABLES=glibc.malloc.tcache_count=0.");
 }
 
-void TestMemory::init()
-{
-    clearLog();
-    m_pServed.reset(new ServedWindow);
-}
-
-void TestMemory::cleanup()
-{
-    m_pServed.reset();
-    QCOMPARE(warningLog(), QStringList());
-}
-
 void TestMemory::rebuild(int iTimes)
 {
     for (int i = 0; i < iTimes; ++i) {
-        emit m_pServed->combo()->currentIndexChanged(0);
+        emit combo()->currentIndexChanged(0);
         // Not before: asking clears the table as well.
-        QSignalSpy rebuilt(m_pServed->model(), SIGNAL(modelReset()));
+        QSignalSpy rebuilt(model(), SIGNAL(modelReset()));
         QVERIFY(rebuilt.wait());
-        m_pServed->view()->viewport()->repaint();
-        m_pServed->server()->forgetRequests();
-        clearLog();
+        view()->viewport()->repaint();
+        server()->forgetRequests();
+        clearInfoLog();
     }
 }
 
@@ -141,11 +124,10 @@ TestMemory::Kept TestMemory::kept()
 
 void TestMemory::rebuiltTables()
 {
-    m_pServed->window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_pServed->window()));
-    m_pServed->fill(trackers());
-    m_pServed->server()->answer(ServedWindow::TrackersPath,
-                                R"({"rcode":0,"balance":"1","trackers":[)" + trackers() + "]}");
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window()));
+    fill(trackers());
+    server()->answer(TrackersPath, R"({"rcode":0,"balance":"1","trackers":[)" + trackers() + "]}");
     rebuild(FewRebuilds);
     kept(); // without what was only needed to open the window
     rebuild(FewRebuilds);

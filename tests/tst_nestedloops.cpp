@@ -1,8 +1,7 @@
 // What can happen while a question, the context menu or the dialog waits for the operator: replies
 // go on arriving and the table becomes another one, commands start anew, the program ends.
 
-#include "servedwindow.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
 #include "details/edittracker.h"
 
@@ -105,14 +104,11 @@ Q_DECLARE_METATYPE(Loop)
 Q_DECLARE_METATYPE(Event)
 Q_DECLARE_METATYPE(Ending)
 
-class TestNestedLoops : public QObject
+class TestNestedLoops : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void undisturbed_data();
     void undisturbed();
     void tableChanges_data();
@@ -135,39 +131,25 @@ private:
     void happen(Event event);
     void sendEarlierCommand();
     QList<QByteArray> sent(Loop loop) const;
-
-    QScopedPointer<ServedWindow> m_pDesk;
 };
-
-void TestNestedLoops::init()
-{
-    clearLog();
-    m_pDesk.reset(new ServedWindow);
-}
-
-void TestNestedLoops::cleanup()
-{
-    m_pDesk.reset();
-    QCOMPARE(warningLog(), QStringList());
-}
 
 /// A table with all rows ticked. Under way are a second reply with trackers, one with groups and
 /// two with details.
 void TestNestedLoops::prepare()
 {
-    m_pDesk->fill(Trackers);
-    m_pDesk->combo()->setCurrentIndex(1);
-    m_pDesk->combo()->setCurrentIndex(0);
-    m_pDesk->serveTrackers(Trackers);
-    m_pDesk->click("buttonRefresh");
+    fill(Trackers);
+    combo()->setCurrentIndex(1);
+    combo()->setCurrentIndex(0);
+    serveTrackers(Trackers);
+    click("buttonRefresh");
     for (int iRow : {1, 0})
-        QMetaObject::invokeMethod(m_pDesk->view(), "doubleClicked",
-                                  Q_ARG(QModelIndex, m_pDesk->model()->index(iRow, 0)));
-    QTRY_COMPARE(m_pDesk->server()->requests().size(), 6);
-    m_pDesk->widget<QCalendarWidget>("calendarWidget")->setSelectedDate(QDate(2024, 3, 1));
-    m_pDesk->view()->expandAll();
-    m_pDesk->tick({0, 1, 2});
-    clearLog();
+        QMetaObject::invokeMethod(view(), "doubleClicked",
+                                  Q_ARG(QModelIndex, model()->index(iRow, 0)));
+    QTRY_COMPARE(server()->requests().size(), 6);
+    widget<QCalendarWidget>("calendarWidget")->setSelectedDate(QDate(2024, 3, 1));
+    view()->expandAll();
+    tick({0, 1, 2});
+    clearInfoLog();
 }
 
 /// Starts what leads to the loop; for all but the dialog it returns when the loop has ended.
@@ -175,20 +157,19 @@ void TestNestedLoops::open(Loop loop)
 {
     switch (loop) {
     case Loop::Activation:
-        m_pDesk->click("activateButton");
+        click("activateButton");
         return;
     case Loop::Profile:
-        m_pDesk->click("extendProfile");
+        click("extendProfile");
         return;
     case Loop::Menu: {
-        const QModelIndex period = m_pDesk->model()->index(0, 0, m_pDesk->model()->index(1, 0));
-        const QPoint place = m_pDesk->view()->visualRect(period).center();
-        QMetaObject::invokeMethod(m_pDesk->view(), "customContextMenuRequested",
-                                  Q_ARG(QPoint, place));
+        const QModelIndex period = model()->index(0, 0, model()->index(1, 0));
+        const QPoint place = view()->visualRect(period).center();
+        QMetaObject::invokeMethod(view(), "customContextMenuRequested", Q_ARG(QPoint, place));
         return;
     }
     case Loop::Dialog:
-        m_pDesk->serve(InfoPath, Fox);
+        serve(InfoPath, Fox);
         return;
     }
 }
@@ -208,29 +189,28 @@ void TestNestedLoops::happen(Event event)
 {
     switch (event) {
     case Event::Logout:
-        m_pDesk->serve(GroupsPath, R"({"rcode":-99})");
-        QTRY_COMPARE(m_pDesk->combo()->count(), 0);
-        QVERIFY(!m_pDesk->view()->isEnabled());
-        QCOMPARE(m_pDesk->model()->columnCount(), 0);
+        serve(GroupsPath, R"({"rcode":-99})");
+        QTRY_COMPARE(combo()->count(), 0);
+        QVERIFY(!view()->isEnabled());
+        QCOMPARE(model()->columnCount(), 0);
         return;
     case Event::LogoutWithTrackers:
-        m_pDesk->serve(ServedWindow::TrackersPath,
-                       R"({"rcode":-99,"trackers":[)" + QByteArray(OtherTrackers) + "]}");
-        QTRY_COMPARE(m_pDesk->combo()->count(), 0);
-        QCOMPARE(m_pDesk->model()->rowCount(), 1);
+        serve(TrackersPath, R"({"rcode":-99,"trackers":[)" + QByteArray(OtherTrackers) + "]}");
+        QTRY_COMPARE(combo()->count(), 0);
+        QCOMPARE(model()->rowCount(), 1);
         return;
     case Event::Rebuild:
-        m_pDesk->serveTrackers(OtherTrackers);
-        QCOMPARE(m_pDesk->model()->rowCount(), 1);
+        serveTrackers(OtherTrackers);
+        QCOMPARE(model()->rowCount(), 1);
         return;
     case Event::GroupChange:
-        m_pDesk->combo()->setCurrentIndex(1);
-        QCOMPARE(m_pDesk->model()->rowCount(), 0);
+        combo()->setCurrentIndex(1);
+        QCOMPARE(model()->rowCount(), 0);
         return;
     case Event::DoneCommand:
-        m_pDesk->serve(pathOf(Loop::Profile), "{}");
+        serve(pathOf(Loop::Profile), "{}");
         QTRY_VERIFY(infoLog().contains("Done"));
-        QCOMPARE(m_pDesk->model()->rowCount(), 0);
+        QCOMPARE(model()->rowCount(), 0);
         return;
     }
 }
@@ -239,7 +219,7 @@ void TestNestedLoops::happen(Event event)
 void TestNestedLoops::sendEarlierCommand()
 {
     BoxAnswers answers({QMessageBox::Yes});
-    m_pDesk->click("normalProfile");
+    click("normalProfile");
     QCOMPARE(answers.seen().size(), 1);
 }
 
@@ -248,7 +228,7 @@ void TestNestedLoops::sendEarlierCommand()
 QList<QByteArray> TestNestedLoops::sent(Loop loop) const
 {
     QList<QByteArray> found;
-    const QList<ScriptedServer::Request> requests = m_pDesk->server()->requestsTo(pathOf(loop));
+    const QList<ScriptedServer::Request> requests = server()->requestsTo(pathOf(loop));
     for (const ScriptedServer::Request &request : requests) {
         if (!request.target().contains("fx=getInfo") && !request.body.startsWith("extend=N"))
             found << (request.body.isEmpty() ? request.target() : request.body);
@@ -269,7 +249,7 @@ void TestNestedLoops::undisturbed()
     prepare();
     whileOpen(loop, affirm);
     QTRY_COMPARE(sent(loop).size(), 1);
-    QCOMPARE(m_pDesk->server()->requests().size(), 7);
+    QCOMPARE(server()->requests().size(), 7);
     QVERIFY(!sent(loop).value(0).contains("posted=[%0A]"));
 }
 
@@ -314,7 +294,7 @@ void TestNestedLoops::tableChanges()
         sendEarlierCommand();
     whileOpen(loop, [&](QWidget *pOpen) {
         happen(event);
-        clearLog();
+        clearInfoLog();
         QVERIFY(pOpen->isVisible());
         affirm(pOpen);
     });
@@ -323,15 +303,14 @@ void TestNestedLoops::tableChanges()
         QVERIFY(infoLog().contains(R"("[\n]\n")"));
     if (loop == Loop::Menu)
         QCOMPARE(infoLog().mid(0, 2), QStringList({"Remove: 1234", "1"}));
-    QCOMPARE(m_pDesk->view()->isEnabled(),
-             event != Event::Logout && event != Event::LogoutWithTrackers);
+    QCOMPARE(view()->isEnabled(), event != Event::Logout && event != Event::LogoutWithTrackers);
 
     // The command's end is as always: with no group left there is no reload.
     if (loop == Loop::Dialog)
         return;
-    m_pDesk->serve(pathOf(loop), "{}");
+    serve(pathOf(loop), "{}");
     QTRY_VERIFY(infoLog().contains("Done"));
-    QCOMPARE(m_pDesk->bar()->isHidden(), m_pDesk->combo()->count() == 0);
+    QCOMPARE(bar()->isHidden(), combo()->count() == 0);
 }
 
 void TestNestedLoops::newTicksCount_data()
@@ -356,7 +335,7 @@ void TestNestedLoops::newTicksCount()
     prepare();
     whileOpen(loop, [&](QWidget *pOpen) {
         happen(Event::Rebuild);
-        m_pDesk->tick({0});
+        tick({0});
         affirm(pOpen);
     });
     QTRY_COMPARE(this->sent(loop), QList<QByteArray>() << sent);
@@ -387,12 +366,12 @@ void TestNestedLoops::secondCommand()
         });
         QVERIFY(pStill);
         QCOMPARE(pStill->isVisible(), !bDismissed);
-        QCOMPARE(m_pDesk->replies(), 5); // the inner one has sent, the outer one has not
+        QCOMPARE(replies(), 5); // the inner one has sent, the outer one has not
         if (!bDismissed)
             affirm(pOuter);
     });
-    QCOMPARE(m_pDesk->replies(), bDismissed ? 5 : 6);
-    QTRY_COMPARE(m_pDesk->server()->requests().size(), bDismissed ? 7 : 8);
+    QCOMPARE(replies(), bDismissed ? 5 : 6);
+    QTRY_COMPARE(server()->requests().size(), bDismissed ? 7 : 8);
     QCOMPARE(sent(inner).size(), outer == inner ? 2 : 1);
     QCOMPARE(sent(outer).size(), bDismissed ? 0 : sent(inner).size());
 }
@@ -401,8 +380,8 @@ void TestNestedLoops::rowsMoveUnderTheMenu()
 {
     prepare();
     whileOpen(Loop::Menu, [&](QWidget *pOpen) {
-        m_pDesk->model()->removeRow(0);
-        m_pDesk->model()->item(0)->removeRow(0);
+        model()->removeRow(0);
+        model()->item(0)->removeRow(0);
         affirm(pOpen);
     });
     // The row is the one that was clicked, wherever its tracker stands by now.
@@ -416,7 +395,7 @@ void TestNestedLoops::senderVanishes()
     prepare();
     auto *pKnob = new Knob;
     pKnob->setObjectName("a knob");
-    QVERIFY(connect(pKnob, SIGNAL(turned(bool)), m_pDesk->window(), SLOT(setProfileButton(bool))));
+    QVERIFY(connect(pKnob, SIGNAL(turned(bool)), window(), SLOT(setProfileButton(bool))));
     const WhileOpen visit([&](QWidget *pOpen) {
         delete pKnob;
         affirm(pOpen);
@@ -442,30 +421,30 @@ void TestNestedLoops::programEnds()
     QFETCH(Loop, loop);
     QFETCH(Ending, ending);
     prepare();
-    m_pDesk->window()->show();
-    const int iReplies = m_pDesk->replies();
-    const int iRequests = m_pDesk->server()->requests().size();
+    window()->show();
+    const int iReplies = replies();
+    const int iRequests = server()->requests().size();
     bool bEnded = false;
     const auto end = [&](QWidget *pOpen) {
         QVERIFY(pOpen->isVisible());
-        clearLog();
+        clearInfoLog();
         if (ending == Ending::Quit)
             QApplication::quit();
         else if (ending == Ending::CloseAllWindows)
             QApplication::closeAllWindows();
         else
-            m_pDesk->window()->close();
+            window()->close();
         bEnded = true;
     };
-    QTimer::singleShot(0, m_pDesk->window(), [&] { whileOpen(loop, end); });
+    QTimer::singleShot(0, window(), [&] { whileOpen(loop, end); });
     QCOMPARE(QApplication::exec(), 0);
     QVERIFY(bEnded);
     QVERIFY(!QApplication::activeModalWidget() && !QApplication::activePopupWidget());
-    QCOMPARE(m_pDesk->replies(), iReplies);
-    QCOMPARE(m_pDesk->server()->requests().size(), iRequests);
+    QCOMPARE(replies(), iReplies);
+    QCOMPARE(server()->requests().size(), iRequests);
     QCOMPARE(infoLog(), loop == Loop::Menu ? QStringList("1") : QStringList());
-    QCOMPARE(m_pDesk->window()->findChildren<QDialog *>().size(), 0);
-    m_pDesk->destroyWindow();
+    QCOMPARE(window()->findChildren<QDialog *>().size(), 0);
+    destroyWindow();
 }
 
 void TestNestedLoops::windowGoesWithRequestsUnderWay_data()
@@ -479,8 +458,8 @@ void TestNestedLoops::windowGoesWithRequestsUnderWay()
     prepare();
     whileOpen(loop, affirm);
     QTRY_COMPARE(sent(loop).size(), 1);
-    m_pDesk->destroyWindow();
-    m_pDesk->server()->release(pathOf(loop), "{}"); // to nobody
+    destroyWindow();
+    server()->release(pathOf(loop), "{}"); // to nobody
     QCoreApplication::processEvents();
     QCOMPARE(infoLog().filter("Done"), QStringList());
 }

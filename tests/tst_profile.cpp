@@ -2,8 +2,7 @@
 // two buttons apart.
 
 #include "markingtranslator.h"
-#include "servedwindow.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
 #include <QPushButton>
 
@@ -19,14 +18,11 @@ QByteArray postedTracker(const QByteArray &baSerialNumber)
 }
 } // namespace
 
-class TestProfile : public QObject
+class TestProfile : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void questions_data();
     void questions();
     void titleIsTranslated();
@@ -57,41 +53,27 @@ private:
     void prepare();
     void setProfile(const char *pButton);
     QByteArray body() const;
-
-    QScopedPointer<ServedWindow> m_pDesk;
 };
-
-void TestProfile::init()
-{
-    clearLog();
-    m_pDesk.reset(new ServedWindow);
-}
-
-void TestProfile::cleanup()
-{
-    m_pDesk.reset();
-    QCOMPARE(warningLog(), QStringList());
-}
 
 /// Rows 0, 2 and 3 of four are ticked.
 void TestProfile::prepare()
 {
-    m_pDesk->fill(FourTrackers);
-    m_pDesk->tick({3, 2, 0});
+    fill(FourTrackers);
+    tick({3, 2, 0});
 }
 
 /// Presses the button and answers Yes.
 void TestProfile::setProfile(const char *pButton)
 {
     BoxAnswers answers({QMessageBox::Yes});
-    m_pDesk->click(pButton);
+    click(pButton);
     QCOMPARE(answers.seen().size(), 1);
 }
 
 /// The body of the only request.
 QByteArray TestProfile::body() const
 {
-    const QList<ScriptedServer::Request> requests = m_pDesk->server()->requestsTo(ExtendPath);
+    const QList<ScriptedServer::Request> requests = server()->requestsTo(ExtendPath);
     return requests.size() == 1 ? requests.first().body : QByteArray("not one request");
 }
 
@@ -119,11 +101,11 @@ void TestProfile::questions()
     QFETCH(QString, button);
     QFETCH(int, ticked);
     QFETCH(QString, text);
-    m_pDesk->fill(FourTrackers);
+    fill(FourTrackers);
     for (int iRow = 4 - ticked; iRow < 4; ++iRow) // disabled ones too
-        m_pDesk->tick({iRow});
+        tick({iRow});
     BoxAnswers answers({QMessageBox::No});
-    m_pDesk->click(qPrintable(button));
+    click(qPrintable(button));
     QCOMPARE(answers.seen(), QList<SeenBox>{questionBox(text)});
 }
 
@@ -132,7 +114,7 @@ void TestProfile::titleIsTranslated()
     prepare();
     const MarkingTranslator translator;
     BoxAnswers answers({QMessageBox::No});
-    m_pDesk->click("normalProfile");
+    click("normalProfile");
     QCOMPARE(answers.seen().value(0).title, QString("MainWindow<Activate ?>"));
 }
 
@@ -143,9 +125,9 @@ void TestProfile::returnKeyMeansYes()
         pBox->activateWindow();
         QTest::keyClick(pBox, Qt::Key_Return);
     });
-    m_pDesk->click("normalProfile");
+    click("normalProfile");
     QVERIFY(visit.hasActed());
-    QCOMPARE(m_pDesk->replies(), 1);
+    QCOMPARE(replies(), 1);
 }
 
 void TestProfile::requestBytes_data()
@@ -162,20 +144,20 @@ void TestProfile::requestBytes()
     QFETCH(QByteArray, value);
     prepare();
     setProfile(qPrintable(button));
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ExtendPath).size(), 1);
-    QCOMPARE(m_pDesk->onlyRequest(ExtendPath),
-             m_pDesk->expectedPost(ExtendPath, "extend=" + value +
-                                                   "&posted=[%0A"
-                                                   "    %7B%0A"
-                                                   "        %22deviceSn%22: %221000001%22%0A"
-                                                   "    %7D,%0A"
-                                                   "    %7B%0A"
-                                                   "        %22deviceSn%22: %221000003%22%0A"
-                                                   "    %7D,%0A"
-                                                   "    %7B%0A"
-                                                   "        %22deviceSn%22: %221000004%22%0A"
-                                                   "    %7D%0A"
-                                                   "]%0A"));
+    QTRY_COMPARE(server()->requestsTo(ExtendPath).size(), 1);
+    QCOMPARE(onlyRequest(ExtendPath),
+             expectedPost(ExtendPath, "extend=" + value +
+                                          "&posted=[%0A"
+                                          "    %7B%0A"
+                                          "        %22deviceSn%22: %221000001%22%0A"
+                                          "    %7D,%0A"
+                                          "    %7B%0A"
+                                          "        %22deviceSn%22: %221000003%22%0A"
+                                          "    %7D,%0A"
+                                          "    %7B%0A"
+                                          "        %22deviceSn%22: %221000004%22%0A"
+                                          "    %7D%0A"
+                                          "]%0A"));
 }
 
 void TestProfile::anySender_data()
@@ -205,8 +187,7 @@ void TestProfile::anySender()
     prepare();
     QPushButton button;
     button.setObjectName(name);
-    QVERIFY(
-        connect(&button, SIGNAL(clicked(bool)), m_pDesk->window(), SLOT(setProfileButton(bool))));
+    QVERIFY(connect(&button, SIGNAL(clicked(bool)), window(), SLOT(setProfileButton(bool))));
     BoxAnswers answers({QMessageBox::Yes});
     button.click();
     QVERIFY(answers.seen().value(0).text.contains(word));
@@ -218,10 +199,9 @@ void TestProfile::noSender()
     prepare();
     BoxAnswers answers({QMessageBox::Yes});
     for (bool bArgument : {true, false})
-        QVERIFY(QMetaObject::invokeMethod(m_pDesk->window(), "setProfileButton",
-                                          Q_ARG(bool, bArgument)));
+        QVERIFY(QMetaObject::invokeMethod(window(), "setProfileButton", Q_ARG(bool, bArgument)));
     QCOMPARE(answers.seen().size(), 0);
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
     QCOMPARE(infoLog(), QStringList());
 }
 
@@ -237,7 +217,7 @@ void TestProfile::argumentIsNotUsed()
     QFETCH(bool, argument);
     prepare();
     BoxAnswers answers({QMessageBox::Yes});
-    QVERIFY(QMetaObject::invokeMethod(m_pDesk->widget<QPushButton>("normalProfile"), "clicked",
+    QVERIFY(QMetaObject::invokeMethod(widget<QPushButton>("normalProfile"), "clicked",
                                       Q_ARG(bool, argument)));
     QTRY_VERIFY(body().startsWith("extend=N&"));
 }
@@ -247,8 +227,7 @@ void TestProfile::senderIsReadBeforeTheBox()
     prepare();
     auto *pButton = new QPushButton;
     pButton->setObjectName("normalProfile");
-    QVERIFY(
-        connect(pButton, SIGNAL(toggled(bool)), m_pDesk->window(), SLOT(setProfileButton(bool))));
+    QVERIFY(connect(pButton, SIGNAL(toggled(bool)), window(), SLOT(setProfileButton(bool))));
     BoxAnswers answers({QMessageBox::Yes});
     answers.whileOpen([&] { pButton->setObjectName("extendProfile"); });
     pButton->setCheckable(true);
@@ -263,10 +242,10 @@ void TestProfile::ticksAreReadAgainAfterTheBox()
     BoxAnswers answers({QMessageBox::Yes});
     answers.whileOpen([&] {
         for (int iRow : {0, 2})
-            m_pDesk->model()->item(iRow)->setCheckState(Qt::Unchecked);
-        m_pDesk->tick({1});
+            model()->item(iRow)->setCheckState(Qt::Unchecked);
+        tick({1});
     });
-    m_pDesk->click("extendProfile");
+    click("extendProfile");
     QVERIFY(answers.seen().value(0).text.contains("on 3 trackers"));
     QTRY_COMPARE(body(), "extend=Y&posted=[%0A" + postedTracker("1000002") + ",%0A" +
                              postedTracker("1000004") + "%0A]%0A");
@@ -290,17 +269,17 @@ void TestProfile::nothingTicked()
     QFETCH(bool, filled);
     QFETCH(int, state);
     if (filled) {
-        m_pDesk->fill(FourTrackers);
+        fill(FourTrackers);
         for (int iRow = 0; iRow < 4; ++iRow)
-            m_pDesk->model()->item(iRow)->setData(state, Qt::CheckStateRole);
-        m_pDesk->model()->item(3)->child(0)->setCheckState(Qt::Checked);
+            model()->item(iRow)->setData(state, Qt::CheckStateRole);
+        model()->item(3)->child(0)->setCheckState(Qt::Checked);
     }
     BoxAnswers answers({QMessageBox::Yes});
-    m_pDesk->click(qPrintable(button));
+    click(qPrintable(button));
     QCOMPARE(answers.seen().size(), 0);
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
     QCOMPARE(infoLog(), QStringList());
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QVERIFY(bar()->isHidden());
 }
 
 void TestProfile::refusals_data()
@@ -315,12 +294,12 @@ void TestProfile::refusals()
     QFETCH(bool, escape);
     prepare();
     BoxAnswers answers({escape ? QMessageBox::NoButton : QMessageBox::No});
-    m_pDesk->click("extendProfile");
+    click("extendProfile");
     QCOMPARE(answers.seen().size(), 1);
-    QCOMPARE(m_pDesk->replies(), 0);
-    QCOMPARE(m_pDesk->server()->requests().size(), 1);
+    QCOMPARE(replies(), 0);
+    QCOMPARE(server()->requests().size(), 1);
     QCOMPARE(infoLog(), QStringList());
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QVERIFY(bar()->isHidden());
 }
 
 void TestProfile::log()
@@ -328,8 +307,8 @@ void TestProfile::log()
     prepare();
     setProfile("extendProfile");
     QCOMPARE(infoLog(), QStringList()); // what is posted is not logged here
-    m_pDesk->serve(ExtendPath, "oops");
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ServedWindow::TrackersPath).size(), 2);
+    serve(ExtendPath, "oops");
+    QTRY_COMPARE(server()->requestsTo(TrackersPath).size(), 2);
     const QStringList lines = infoLog();
     QCOMPARE(lines.mid(lines.size() - 2), QStringList({"Done", "\"oops\""}));
     QCOMPARE(lines.filter("deviceSn"), QStringList());
@@ -339,12 +318,12 @@ void TestProfile::progress()
 {
     prepare();
     setProfile("normalProfile");
-    QVERIFY(!m_pDesk->bar()->isHidden());
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ExtendPath).size(), 1);
+    QVERIFY(!bar()->isHidden());
+    QTRY_COMPARE(server()->requestsTo(ExtendPath).size(), 1);
     const int iSize = body().size();
     QTRY_VERIFY(infoLog().contains(QString("%1 : %1").arg(iSize)));
-    QCOMPARE(m_pDesk->bar()->maximum(), iSize);
-    QCOMPARE(m_pDesk->bar()->value(), iSize);
+    QCOMPARE(bar()->maximum(), iSize);
+    QCOMPARE(bar()->value(), iSize);
 }
 
 void TestProfile::everyReplyReloads_data()
@@ -362,14 +341,14 @@ void TestProfile::everyReplyReloads()
     QFETCH(QByteArray, body);
     prepare();
     setProfile("normalProfile");
-    m_pDesk->serve(ExtendPath, ScriptedServer::reply(body, status));
-    m_pDesk->serveTrackers(R"({"deviceSn":"1000001","p":"E"})");
-    QCOMPARE(m_pDesk->model()->rowCount(), 1);
-    QCOMPARE(m_pDesk->server()->requests().last().target(),
+    serve(ExtendPath, ScriptedServer::reply(body, status));
+    serveTrackers(R"({"deviceSn":"1000001","p":"E"})");
+    QCOMPARE(model()->rowCount(), 1);
+    QCOMPARE(server()->requests().last().target(),
              QByteArray("/bsGetGroupTrackers.php?idgroup=12"));
-    QCOMPARE(m_pDesk->replies(), 0);
-    QVERIFY(m_pDesk->bar()->isHidden());
-    QVERIFY(m_pDesk->view()->isEnabled());
+    QCOMPARE(replies(), 0);
+    QVERIFY(bar()->isHidden());
+    QVERIFY(view()->isEnabled());
 }
 
 void TestProfile::arrivesAtMostOnce_data()
@@ -383,11 +362,11 @@ void TestProfile::arrivesAtMostOnce()
 {
     QFETCH(QByteArray, bytes);
     prepare();
-    m_pDesk->server()->script(ExtendPath, ScriptedServer::sendAndClose(bytes));
+    server()->script(ExtendPath, ScriptedServer::sendAndClose(bytes));
     setProfile("extendProfile");
-    m_pDesk->serveTrackers(FourTrackers);
-    QCOMPARE(m_pDesk->server()->requestsTo(ExtendPath).size(), 1);
-    QCOMPARE(m_pDesk->server()->requests().size(), 3);
+    serveTrackers(FourTrackers);
+    QCOMPARE(server()->requestsTo(ExtendPath).size(), 1);
+    QCOMPARE(server()->requests().size(), 3);
 }
 
 VELTRANO_TEST_MAIN(TestProfile)

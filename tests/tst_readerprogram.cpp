@@ -1,6 +1,6 @@
 // The program itself, with a reader that is plugged in, scans and is unplugged.
 
-#include "windowtest.h"
+#include "quiettest.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -47,14 +47,11 @@ int portsOf(qint64 iProcess)
 }
 } // namespace
 
-class TestReaderProgram : public QObject
+class TestReaderProgram : public QuietTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void scans();
     void unplugging_data();
     void unplugging();
@@ -62,6 +59,8 @@ private slots:
     void commandsAreAnswered();
 
 private:
+    void setUp() override;
+    void tearDown() override;
     void start(const QString &strProgram, const QStringList &arguments = {});
     /// Gives a command and waits until it is done.
     void command(const QByteArray &baCommand);
@@ -75,21 +74,19 @@ private:
     QByteArray m_baLog;
 };
 
-void TestReaderProgram::init()
+void TestReaderProgram::setUp()
 {
-    clearLog();
     m_pHome.reset(new QTemporaryDir);
     m_baLog.clear();
 }
 
-void TestReaderProgram::cleanup()
+void TestReaderProgram::tearDown()
 {
     if (m_pEmulator) {
         m_pEmulator->closeWriteChannel();
         QTRY_COMPARE_WITH_TIMEOUT(m_pEmulator->state(), QProcess::NotRunning, ProcessMs);
         m_pEmulator.reset();
     }
-    QCOMPARE(warningLog(), QStringList());
 }
 
 void TestReaderProgram::start(const QString &strProgram, const QStringList &arguments)

@@ -1,10 +1,6 @@
 // The barcode reader among the serial ports, and the check box that shows it.
 
-#include "emulatedreader.h"
-#include "readerwindow.h"
-#include "windowtest.h"
-
-#include "window/mainwindow.h"
+#include "readertest.h"
 
 #include <QCheckBox>
 #include <QDir>
@@ -152,14 +148,11 @@ Undo noTerminalAtAll(EmulatedPorts *pPorts, const QString &strPort)
 
 Q_DECLARE_METATYPE(Obstacle)
 
-class TestReaders : public QObject
+class TestReaders : public ReaderTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void foundAtStart();
     void lineSettings();
     void noReader_data();
@@ -184,33 +177,17 @@ private slots:
     void closingTheWindowFreesThePort();
 
 private:
-    EmulatedPorts *ports() { return m_pMachine->ports(); }
-    QSerialPort *port() { return m_pMachine->port(); }
-    bool isBoxChecked() { return m_pMachine->box()->isChecked(); }
-    void click() { m_pMachine->clickBox(); }
+    bool isBoxChecked() { return box()->isChecked(); }
+    void click() { clickBox(); }
     /// The lines since the last call, without the emulated terminals' own ones: they do not know a
     /// call that a port makes when it is opened.
     QStringList log();
-
-    QScopedPointer<ReaderWindow> m_pMachine;
 };
-
-void TestReaders::init()
-{
-    clearLog();
-    m_pMachine.reset(new ReaderWindow);
-}
-
-void TestReaders::cleanup()
-{
-    m_pMachine.reset();
-    QCOMPARE(warningLog(), QStringList());
-}
 
 QStringList TestReaders::log()
 {
     QStringList lines = infoLog();
-    clearLog();
+    clearInfoLog();
     for (int i = lines.size() - 1; i > 0; --i) {
         if (lines.at(i) == "UnsupportedOperationError" && lines.at(i - 1) == "onBarCodeError") {
             lines.removeAt(i);
@@ -224,7 +201,7 @@ QStringList TestReaders::log()
 void TestReaders::foundAtStart()
 {
     const QString strPort = ports()->plug();
-    m_pMachine->open();
+    openWindow();
     QCOMPARE(log(), startTraces() + QStringList(found(strPort)));
     QVERIFY(isBoxChecked());
     QVERIFY(port()->isOpen());
@@ -235,7 +212,7 @@ void TestReaders::foundAtStart()
 void TestReaders::lineSettings()
 {
     ports()->plug();
-    m_pMachine->open();
+    openWindow();
     QCOMPARE(port()->openMode(), QIODevice::ReadWrite);
     QCOMPARE(port()->baudRate(), 9600);
     QCOMPARE(port()->dataBits(), QSerialPort::Data8);
@@ -265,7 +242,7 @@ void TestReaders::noReader()
     QFETCH(QByteArray, ids);
     if (!ids.isEmpty())
         ports()->plug(ids);
-    m_pMachine->open();
+    openWindow();
     QCOMPARE(log(), startTraces());
     for (int i = 0; i < 2; ++i) {
         QVERIFY(!isBoxChecked());
@@ -274,8 +251,8 @@ void TestReaders::noReader()
         click();
         QCOMPARE(log(), QStringList(Checked));
     }
-    QCOMPARE(m_pMachine->takeConnections("readyRead()", "onBarCode()"), 0);
-    QVERIFY(m_pMachine->window()->isEnabled());
+    QCOMPARE(takeConnections("readyRead()", "onBarCode()"), 0);
+    QVERIFY(window()->isEnabled());
 }
 
 void TestReaders::noDeviceTree()
@@ -286,7 +263,7 @@ void TestReaders::noDeviceTree()
     const QList<QSerialPortInfo> listed = QSerialPortInfo::availablePorts();
     for (const QSerialPortInfo &port : listed)
         QVERIFY(!port.hasVendorIdentifier());
-    m_pMachine->open();
+    openWindow();
     click();
     QCOMPARE(log(), startTraces() + QStringList(Checked));
     QVERIFY(!isBoxChecked());
@@ -318,7 +295,7 @@ void TestReaders::firstListedWins()
     for (int i = 0; i < devices.size(); ++i)
         names << ports()->plug(devices.at(i), buses.at(i));
     QCOMPARE(listedPorts().size(), names.size());
-    m_pMachine->open();
+    openWindow();
     QCOMPARE(log(), startTraces() + QStringList(found(names.at(winner))));
     QCOMPARE(port()->portName(), names.at(winner));
     for (int i = 0; i < names.size(); ++i)
@@ -328,7 +305,7 @@ void TestReaders::firstListedWins()
 void TestReaders::otherModels()
 {
     const QString strPort = ports()->plug("05F9:0001"); // the tree's writer may like capitals
-    m_pMachine->open();
+    openWindow();
     QCOMPARE(port()->portName(), strPort);
     QVERIFY(isBoxChecked());
 }
@@ -336,7 +313,7 @@ void TestReaders::otherModels()
 void TestReaders::clicks()
 {
     const QString strPort = ports()->plug();
-    m_pMachine->open();
+    openWindow();
     QSerialPort *const pPort = port();
     log();
     for (int i = 0; i < 3; ++i) {
@@ -362,11 +339,11 @@ void TestReaders::clicks()
 void TestReaders::spaceBarIsAClick()
 {
     ports()->plug();
-    m_pMachine->open();
-    QTest::keyClick(m_pMachine->box(), Qt::Key_Space);
+    openWindow();
+    QTest::keyClick(box(), Qt::Key_Space);
     QVERIFY(!isBoxChecked());
     QVERIFY(!port()->isOpen());
-    QTest::keyClick(m_pMachine->box(), Qt::Key_Space);
+    QTest::keyClick(box(), Qt::Key_Space);
     QVERIFY(isBoxChecked());
     QVERIFY(port()->isOpen());
 }
@@ -374,9 +351,9 @@ void TestReaders::spaceBarIsAClick()
 void TestReaders::onlyClicksCount()
 {
     ports()->plug();
-    m_pMachine->open();
+    openWindow();
     log();
-    m_pMachine->box()->setChecked(false);
+    box()->setChecked(false);
     QVERIFY(port()->isOpen());
     QCOMPARE(log(), QStringList());
     // The box shows something else than the port; a click goes by the port.
@@ -389,19 +366,19 @@ void TestReaders::onlyClicksCount()
 void TestReaders::repeatedConnections()
 {
     ports()->plug();
-    m_pMachine->open();
+    openWindow();
     for (int i = 0; i < 4; ++i)
         click();
     QVERIFY(port()->isOpen());
-    QCOMPARE(m_pMachine->takeConnections("readyRead()", "onBarCode()"), 3);
-    QCOMPARE(m_pMachine->takeConnections("error(QSerialPort::SerialPortError)",
-                                         "onBarCodeError(QSerialPort::SerialPortError)"),
+    QCOMPARE(takeConnections("readyRead()", "onBarCode()"), 3);
+    QCOMPARE(takeConnections("error(QSerialPort::SerialPortError)",
+                             "onBarCodeError(QSerialPort::SerialPortError)"),
              3);
 }
 
 void TestReaders::pluggedInLater()
 {
-    m_pMachine->open();
+    openWindow();
     QCOMPARE(log(), startTraces());
     const QString strPort = ports()->plug();
     QVERIFY(!isBoxChecked()); // nobody watches the bus
@@ -409,12 +386,12 @@ void TestReaders::pluggedInLater()
     QCOMPARE(log(), QStringList({Checked, found(strPort)}));
     QVERIFY(isBoxChecked());
     QVERIFY(port()->isOpen());
-    QCOMPARE(m_pMachine->takeConnections("readyRead()", "onBarCode()"), 1);
+    QCOMPARE(takeConnections("readyRead()", "onBarCode()"), 1);
 }
 
 void TestReaders::foreignDevicePluggedInLater()
 {
-    m_pMachine->open();
+    openWindow();
     ports()->plug("067b:2303");
     click();
     QCOMPARE(log(), startTraces() + QStringList(Checked));
@@ -424,7 +401,7 @@ void TestReaders::foreignDevicePluggedInLater()
 void TestReaders::goneWhileClosed()
 {
     const QString strPort = ports()->plug();
-    m_pMachine->open();
+    openWindow();
     click();
     ports()->unplug(strPort);
     log();
@@ -438,7 +415,7 @@ void TestReaders::goneWhileClosed()
 void TestReaders::anotherReaderAfterTheFirst()
 {
     const QString strFirst = ports()->plug();
-    m_pMachine->open();
+    openWindow();
     QSerialPort *const pPort = port();
     const QString strSecond = ports()->plug();
     click();
@@ -470,7 +447,7 @@ void TestReaders::openRefused()
     const QString strPort = ports()->plug();
     const Undo undo = obstacle(ports(), strPort);
     const auto guard = qScopeGuard(undo);
-    m_pMachine->open();
+    openWindow();
     // The first refusal reaches nobody, and the box is checked all the same.
     QCOMPARE(log(), startTraces() + QStringList(found(strPort)));
     QVERIFY(isBoxChecked());
@@ -482,7 +459,7 @@ void TestReaders::openRefused()
              QStringList({Unchecked, found(strPort)}) + reported("NoError") + reported(error));
     QVERIFY(isBoxChecked());
     QVERIFY(!port()->isOpen());
-    QCOMPARE(m_pMachine->takeConnections("readyRead()", "onBarCode()"), 2);
+    QCOMPARE(takeConnections("readyRead()", "onBarCode()"), 2);
 }
 
 void TestReaders::refusedAtFirstThenOpened()
@@ -491,7 +468,7 @@ void TestReaders::refusedAtFirstThenOpened()
     const QString strPort = ports()->plug();
     {
         const auto guard = qScopeGuard(obstacle(ports(), strPort));
-        m_pMachine->open();
+        openWindow();
         QVERIFY(!port()->isOpen());
     }
     click();
@@ -515,7 +492,7 @@ void TestReaders::lockOfADeadProcess()
     QVERIFY(lock.open(QIODevice::WriteOnly));
     lock.write(baDead + "\nveltrano\n" + QSysInfo::machineHostName().toUtf8() + '\n');
     lock.close();
-    m_pMachine->open();
+    openWindow();
     QVERIFY(port()->isOpen());
 }
 
@@ -523,10 +500,10 @@ void TestReaders::closingTheWindowFreesThePort()
 {
     const QString strPort = ports()->plug();
     for (int i = 0; i < 2; ++i) {
-        m_pMachine->open();
+        openWindow();
         QVERIFY(port()->isOpen());
         QVERIFY(isLocked(strPort));
-        m_pMachine->close();
+        closeWindow();
         QVERIFY(!isLocked(strPort));
     }
 }

@@ -2,8 +2,7 @@
 // the traces.
 
 #include "markingtranslator.h"
-#include "servedwindow.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
 #include <QAction>
 #include <QContextMenuEvent>
@@ -31,14 +30,11 @@ struct SeenMenu
 };
 } // namespace
 
-class TestRemoval : public QObject
+class TestRemoval : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void offers_data();
     void offers();
     void emptySpace_data();
@@ -61,36 +57,21 @@ private slots:
     void anyReplyReloads();
 
 private:
-    QTreeView *view() const { return m_pDesk->view(); }
     QPoint placeOf(const QModelIndex &index) const { return view()->visualRect(index).center(); }
     QModelIndex period(int iPeriod) const
     {
-        return m_pDesk->model()->index(iPeriod, 0, m_pDesk->model()->index(WithPeriods, 0));
+        return model()->index(iPeriod, 0, model()->index(WithPeriods, 0));
     }
     void show();
     SeenMenu openMenu(const QPoint &place, const QString &strChoice = QString());
-
-    QScopedPointer<ServedWindow> m_pDesk;
 };
-
-void TestRemoval::init()
-{
-    clearLog();
-    m_pDesk.reset(new ServedWindow);
-}
-
-void TestRemoval::cleanup()
-{
-    m_pDesk.reset();
-    QCOMPARE(warningLog(), QStringList());
-}
 
 /// The table, high enough for all its rows.
 void TestRemoval::show()
 {
-    m_pDesk->fill(Trackers);
-    m_pDesk->window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_pDesk->window()));
+    fill(Trackers);
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window()));
     view()->setMinimumHeight(500);
     view()->expandAll();
     QTRY_VERIFY(view()->height() >= 500);
@@ -150,14 +131,14 @@ void TestRemoval::offers()
     QFETCH(bool, offered);
     QFETCH(QString, trace);
     show();
-    const QModelIndex tracker = m_pDesk->model()->index(path.at(0), path.at(1));
+    const QModelIndex tracker = model()->index(path.at(0), path.at(1));
     const QModelIndex clicked = path.size() > 2 ? period(path.at(2)) : tracker;
     const SeenMenu menu = openMenu(placeOf(clicked));
     QCOMPARE(menu.count, 1); // a menu without entries is executed as well
     QCOMPARE(menu.entries, offered ? QStringList("Remove") : QStringList());
     // Dismissed: nothing but the trace.
     QCOMPARE(infoLog(), QStringList(trace));
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
 }
 
 void TestRemoval::emptySpace_data()
@@ -177,7 +158,7 @@ void TestRemoval::emptySpace()
     QCOMPARE(menu.count, 1);
     QCOMPARE(menu.entries, QStringList());
     QCOMPARE(infoLog(), QStringList("-1"));
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
 }
 
 void TestRemoval::nothingLoadedYet()
@@ -186,7 +167,7 @@ void TestRemoval::nothingLoadedYet()
     QCOMPARE(menu.count, 1);
     QCOMPARE(menu.entries, QStringList());
     QCOMPARE(infoLog(), QStringList("-1"));
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
 }
 
 void TestRemoval::besideAPeriod()
@@ -217,11 +198,11 @@ void TestRemoval::dataIsReadFromThePeriod()
     QFETCH(QVariant, id);
     QFETCH(bool, offered);
     show();
-    m_pDesk->model()->setData(period(3), done, Qt::UserRole + 1);
-    m_pDesk->model()->setData(period(3), id, Qt::UserRole + 2);
+    model()->setData(period(3), done, Qt::UserRole + 1);
+    model()->setData(period(3), id, Qt::UserRole + 2);
     const SeenMenu menu = openMenu(placeOf(period(3)), "Remove");
     QCOMPARE(menu.entries.size(), offered ? 1 : 0);
-    QCOMPARE(m_pDesk->replies(), offered ? 1 : 0);
+    QCOMPARE(replies(), offered ? 1 : 0);
     if (offered)
         QCOMPARE(infoLog().value(0), QString("Remove: %1").arg(id.toInt()));
 }
@@ -265,9 +246,8 @@ void TestRemoval::requestBytes()
 {
     show();
     openMenu(placeOf(period(0)), "Remove");
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(RemovePath).size(), 1);
-    QCOMPARE(m_pDesk->onlyRequest(RemovePath),
-             m_pDesk->expectedGet("/removeActivation.php?activationId=1234"));
+    QTRY_COMPARE(server()->requestsTo(RemovePath).size(), 1);
+    QCOMPARE(onlyRequest(RemovePath), expectedGet("/removeActivation.php?activationId=1234"));
 }
 
 void TestRemoval::identifiers_data()
@@ -287,11 +267,11 @@ void TestRemoval::identifiers()
     QFETCH(QByteArray, target);
     QLocale::setDefault(QLocale("ar_EG"));
     show();
-    m_pDesk->model()->setData(period(0), id, Qt::UserRole + 2);
+    model()->setData(period(0), id, Qt::UserRole + 2);
     openMenu(placeOf(period(0)), "Remove");
     QLocale::setDefault(QLocale::system());
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(RemovePath).size(), 1);
-    QCOMPARE(m_pDesk->server()->requestsTo(RemovePath).value(0).target(), target);
+    QTRY_COMPARE(server()->requestsTo(RemovePath).size(), 1);
+    QCOMPARE(server()->requestsTo(RemovePath).value(0).target(), target);
 }
 
 void TestRemoval::traces()
@@ -299,7 +279,7 @@ void TestRemoval::traces()
     show();
     openMenu(placeOf(period(0)), "Remove");
     QCOMPARE(infoLog(), QStringList({"Remove: 1234", "1"})); // the tracker's row comes last
-    m_pDesk->serve(RemovePath, "{}");
+    serve(RemovePath, "{}");
     QTRY_COMPARE(infoLog().size(), 4);
     QCOMPARE(infoLog().mid(2), QStringList({"Done", "\"{}\""}));
 }
@@ -309,10 +289,10 @@ void TestRemoval::noQuestionNoProgress()
     show();
     BoxAnswers answers({});
     openMenu(placeOf(period(0)), "Remove");
-    QCOMPARE(m_pDesk->replies(), 1);
-    QVERIFY(m_pDesk->bar()->isHidden());
-    m_pDesk->serve(RemovePath, QByteArray(1000, ' '));
-    QTRY_COMPARE(m_pDesk->server()->requestsTo(ServedWindow::TrackersPath).size(), 2);
+    QCOMPARE(replies(), 1);
+    QVERIFY(bar()->isHidden());
+    serve(RemovePath, QByteArray(1000, ' '));
+    QTRY_COMPARE(server()->requestsTo(TrackersPath).size(), 2);
     QCOMPARE(answers.seen().size(), 0);
     QCOMPARE(infoLog().filter(" : "), QStringList()); // no report of any progress
 }
@@ -329,7 +309,7 @@ void TestRemoval::dismissedByTheEntryItself()
     QMetaObject::invokeMethod(view(), "customContextMenuRequested",
                               Q_ARG(QPoint, placeOf(period(0))));
     QVERIFY(visit.hasActed());
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
     QCOMPARE(infoLog(), QStringList("1"));
 }
 
@@ -348,14 +328,14 @@ void TestRemoval::anyReplyReloads()
     QFETCH(QByteArray, body);
     show();
     openMenu(placeOf(period(0)), "Remove");
-    m_pDesk->bar()->show(); // as another request leaves it
-    m_pDesk->serve(RemovePath, ScriptedServer::reply(body, status));
-    m_pDesk->serveTrackers(R"({"deviceSn":"1000002"})");
-    QCOMPARE(m_pDesk->server()->requests().last().target(),
+    bar()->show(); // as another request leaves it
+    serve(RemovePath, ScriptedServer::reply(body, status));
+    serveTrackers(R"({"deviceSn":"1000002"})");
+    QCOMPARE(server()->requests().last().target(),
              QByteArray("/bsGetGroupTrackers.php?idgroup=12"));
-    QCOMPARE(m_pDesk->model()->rowCount(), 1);
-    QCOMPARE(m_pDesk->replies(), 0);
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QCOMPARE(model()->rowCount(), 1);
+    QCOMPARE(replies(), 0);
+    QVERIFY(bar()->isHidden());
     QVERIFY(view()->isEnabled());
 }
 

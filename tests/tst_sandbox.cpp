@@ -1,7 +1,7 @@
 // The client's own connections to the sandbox: their handshake, and what happens when the sandbox
 // closes one that was kept.
 
-#include "windowtest.h"
+#include "quiettest.h"
 
 #include "service/request.h"
 
@@ -39,19 +39,18 @@ QByteArray loginForm()
 }
 } // namespace
 
-class TestSandbox : public QObject
+class TestSandbox : public QuietTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void handshake_data();
     void handshake();
     void closedConnectionIsOpenedAgain();
 
 private:
+    void setUp() override;
+    void tearDown() override;
     QByteArray lineOf(const QByteArray &baPrefix);
     QNetworkReply *finished(QNetworkReply *pReply);
     void takeAllConnections(const QString &strAddress);
@@ -64,7 +63,7 @@ private:
     quint16 m_iPort = 0;
 };
 
-void TestSandbox::init()
+void TestSandbox::setUp()
 {
     m_pFolder = std::make_unique<QTemporaryDir>();
     m_pNetManager = std::make_unique<QNetworkAccessManager>();
@@ -82,7 +81,7 @@ void TestSandbox::init()
     QSslConfiguration::setDefaultConfiguration(configuration);
 }
 
-void TestSandbox::cleanup()
+void TestSandbox::tearDown()
 {
     m_idle.clear();
     m_pNetManager.reset();

@@ -1,11 +1,8 @@
 // From the bytes that a reader sends to the trackers that are ticked.
 
-#include "emulatedreader.h"
-#include "readerwindow.h"
+#include "readertest.h"
 #include "scriptedserver.h"
-#include "windowtest.h"
 
-#include "window/mainwindow.h"
 #include "window/trackertable.h"
 
 #include <QCheckBox>
@@ -29,14 +26,11 @@ QString logged(const QString &strText)
 }
 } // namespace
 
-class TestScanning : public QObject
+class TestScanning : public ReaderTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void lines_data();
     void lines();
     void everyWayToSplit();
@@ -70,36 +64,30 @@ private slots:
     void errorsTwiceConnected();
 
 private:
-    EmulatedPorts *ports() { return m_pMachine->ports(); }
-    QSerialPort *port() { return m_pMachine->port(); }
-    void send(const QByteArray &baBytes) { m_pMachine->send(m_strReader, baBytes); }
+    void setUp() override;
+    void tearDown() override;
+    void send(const QByteArray &baBytes) { ReaderTest::send(m_strReader, baBytes); }
     /// As the open port's signal brings it.
     void report(QSerialPort::SerialPortError error);
     /// As a scan brings it.
     void got(const QString &strSerialNumber);
     QStringList emitted() const;
 
-    QScopedPointer<ReaderWindow> m_pMachine;
     QString m_strReader;
     QScopedPointer<QSignalSpy> m_pEmitted;
 };
 
-void TestScanning::init()
+void TestScanning::setUp()
 {
-    clearLog();
-    m_pMachine.reset(new ReaderWindow);
-    m_strReader = ports()->plug();
-    m_pMachine->open();
-    QVERIFY(port()->isOpen());
-    m_pEmitted.reset(new QSignalSpy(m_pMachine->window(), SIGNAL(signalGotSN(QString))));
-    clearLog();
+    ReaderTest::setUp();
+    m_strReader = openWindowWithReader();
+    m_pEmitted.reset(new QSignalSpy(window(), SIGNAL(signalGotSN(QString))));
 }
 
-void TestScanning::cleanup()
+void TestScanning::tearDown()
 {
     m_pEmitted.reset();
-    m_pMachine.reset();
-    QCOMPARE(warningLog(), QStringList());
+    ReaderTest::tearDown();
 }
 
 void TestScanning::report(QSerialPort::SerialPortError error)
@@ -109,7 +97,7 @@ void TestScanning::report(QSerialPort::SerialPortError error)
 
 void TestScanning::got(const QString &strSerialNumber)
 {
-    emit m_pMachine->window()->signalGotSN(strSerialNumber);
+    emit window()->signalGotSN(strSerialNumber);
 }
 
 QStringList TestScanning::emitted() const
@@ -269,8 +257,8 @@ void TestScanning::refusedLinesAreEmptiedToo()
 void TestScanning::halfALineOutlivesClosing()
 {
     send("96385");
-    m_pMachine->clickBox();
-    m_pMachine->clickBox();
+    clickBox();
+    clickBox();
     send("074\r");
     QCOMPARE(emitted(), QStringList(SerialNumber));
 }
@@ -278,14 +266,14 @@ void TestScanning::halfALineOutlivesClosing()
 void TestScanning::twiceConnectedReadsOnce()
 {
     for (int i = 0; i < 4; ++i)
-        m_pMachine->clickBox();
+        clickBox();
     // A second call that did more than read nothing would lose the first half.
-    clearLog();
+    clearInfoLog();
     send("9638");
     send("5074\r");
     QCOMPARE(emitted(), QStringList(SerialNumber));
     QCOMPARE(infoLog(), QStringList(logged(SerialNumber)));
-    QCOMPARE(m_pMachine->takeConnections("readyRead()", "onBarCode()"), 3);
+    QCOMPARE(takeConnections("readyRead()", "onBarCode()"), 3);
 }
 
 void TestScanning::bufferIsFullWhileTheSignalIsOut()
@@ -293,10 +281,10 @@ void TestScanning::bufferIsFullWhileTheSignalIsOut()
     // The chunk decides: asked again while it still works on a line, the window reads nothing, and
     // the line is not accepted a second time.
     int iCalls = 0;
-    connect(m_pMachine->window(), &MainWindow::signalGotSN, this, [&] {
+    connect(window(), &MainWindow::signalGotSN, this, [&] {
         ++iCalls;
         if (iCalls == 1)
-            QMetaObject::invokeMethod(m_pMachine->window(), "onBarCode", Qt::DirectConnection);
+            QMetaObject::invokeMethod(window(), "onBarCode", Qt::DirectConnection);
     });
     send(Code);
     QCOMPARE(iCalls, 1);
@@ -306,10 +294,9 @@ void TestScanning::bufferIsFullWhileTheSignalIsOut()
 
 void TestScanning::tickedBeforeAnyoneElseHears()
 {
-    m_pMachine->fillTable({SerialNumber});
+    fillTable({SerialNumber});
     QList<int> ticked;
-    connect(m_pMachine->window(), &MainWindow::signalGotSN, this,
-            [&] { ticked = m_pMachine->tickedRows(); });
+    connect(window(), &MainWindow::signalGotSN, this, [&] { ticked = tickedRows(); });
     send(Code);
     QCOMPARE(ticked, QList<int>{0});
 }
@@ -353,13 +340,13 @@ void TestScanning::matches()
     QFETCH(QString, scanned);
     QFETCH(QStringList, rows);
     QFETCH(QList<int>, ticked);
-    m_pMachine->fillTable(rows);
+    fillTable(rows);
     got(scanned);
-    QCOMPARE(m_pMachine->tickedRows(), ticked);
-    const QModelIndex current = m_pMachine->view()->currentIndex();
+    QCOMPARE(tickedRows(), ticked);
+    const QModelIndex current = view()->currentIndex();
     QCOMPARE(current.row(), ticked.isEmpty() ? -1 : ticked.last());
     if (current.isValid())
-        QCOMPARE(current, m_pMachine->model()->index(ticked.last(), SerialNumberColumn));
+        QCOMPARE(current, model()->index(ticked.last(), SerialNumberColumn));
     QCOMPARE(infoLog(), QStringList(logged(scanned)));
 }
 
@@ -368,34 +355,33 @@ void TestScanning::emptyTable()
     got(SerialNumber);
     got("abc");
     QCOMPARE(infoLog(), QStringList({logged(SerialNumber), "\"abc\""}));
-    QCOMPARE(m_pMachine->model()->rowCount(), 0);
+    QCOMPARE(model()->rowCount(), 0);
 }
 
 void TestScanning::unknownChangesNothing()
 {
-    m_pMachine->fillTable({"1", "2", "3"});
-    m_pMachine->view()->setCurrentIndex(m_pMachine->model()->index(1, 0));
-    m_pMachine->model()->item(2)->setCheckState(Qt::Checked);
-    QSignalSpy changed(m_pMachine->model(),
-                       SIGNAL(dataChanged(QModelIndex,QModelIndex,QVector<int>)));
+    fillTable({"1", "2", "3"});
+    view()->setCurrentIndex(model()->index(1, 0));
+    model()->item(2)->setCheckState(Qt::Checked);
+    QSignalSpy changed(model(), SIGNAL(dataChanged(QModelIndex,QModelIndex,QVector<int>)));
     send(Code);
     QCOMPARE(emitted(), QStringList(SerialNumber));
-    QCOMPARE(m_pMachine->tickedRows(), QList<int>{2});
-    QCOMPARE(m_pMachine->view()->currentIndex().row(), 1);
+    QCOMPARE(tickedRows(), QList<int>{2});
+    QCOMPARE(view()->currentIndex().row(), 1);
     QCOMPARE(changed.size(), 0);
 }
 
 void TestScanning::twiceStaysTicked()
 {
-    m_pMachine->fillTable({SerialNumber, "1"});
+    fillTable({SerialNumber, "1"});
     for (int i = 0; i < 3; ++i) {
         send(Code);
-        QCOMPARE(m_pMachine->tickedRows(), QList<int>{0});
+        QCOMPARE(tickedRows(), QList<int>{0});
     }
     // The one ticked by hand stays so, too.
-    m_pMachine->model()->item(1)->setCheckState(Qt::Checked);
+    model()->item(1)->setCheckState(Qt::Checked);
     send(Code);
-    QCOMPARE(m_pMachine->tickedRows(), QList<int>({0, 1}));
+    QCOMPARE(tickedRows(), QList<int>({0, 1}));
 }
 
 void TestScanning::checkStates_data()
@@ -412,39 +398,38 @@ void TestScanning::checkStates()
 {
     QFETCH(QVariant, before);
     QFETCH(bool, enabled);
-    m_pMachine->fillTable({SerialNumber});
-    m_pMachine->model()->item(0)->setData(before, Qt::CheckStateRole);
-    m_pMachine->model()->item(0)->setEnabled(enabled);
+    fillTable({SerialNumber});
+    model()->item(0)->setData(before, Qt::CheckStateRole);
+    model()->item(0)->setEnabled(enabled);
     send(Code);
-    QCOMPARE(m_pMachine->model()->item(0)->data(Qt::CheckStateRole), QVariant(2));
+    QCOMPARE(model()->item(0)->data(Qt::CheckStateRole), QVariant(2));
     // A view takes no disabled row for its current one.
-    QCOMPARE(m_pMachine->view()->currentIndex().row(), enabled ? 0 : -1);
-    QCOMPARE(m_pMachine->model()->item(0)->isEnabled(), enabled);
+    QCOMPARE(view()->currentIndex().row(), enabled ? 0 : -1);
+    QCOMPARE(model()->item(0)->isEnabled(), enabled);
 }
 
 void TestScanning::onlyTrackersAreCompared()
 {
-    m_pMachine->fillTable({"1"});
-    m_pMachine->model()->setItem(0, TrackerNameColumn, new QStandardItem(SerialNumber));
-    m_pMachine->model()->item(0)->appendRow(new QStandardItem(SerialNumber));
-    m_pMachine->model()->item(0)->setData(SerialNumber, Qt::UserRole);
-    QSignalSpy changed(m_pMachine->model(),
-                       SIGNAL(dataChanged(QModelIndex,QModelIndex,QVector<int>)));
+    fillTable({"1"});
+    model()->setItem(0, TrackerNameColumn, new QStandardItem(SerialNumber));
+    model()->item(0)->appendRow(new QStandardItem(SerialNumber));
+    model()->item(0)->setData(SerialNumber, Qt::UserRole);
+    QSignalSpy changed(model(), SIGNAL(dataChanged(QModelIndex,QModelIndex,QVector<int>)));
     send(Code);
     QCOMPARE(changed.size(), 0);
-    QVERIFY(!m_pMachine->view()->currentIndex().isValid());
+    QVERIFY(!view()->currentIndex().isValid());
 }
 
 void TestScanning::lastMatchIsCurrent()
 {
-    m_pMachine->fillTable({SerialNumber, "1", SerialNumber});
+    fillTable({SerialNumber, "1", SerialNumber});
     QList<int> current;
-    connect(m_pMachine->view()->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+    connect(view()->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [&](const QModelIndex &index) { current << index.row(); });
     // Each becomes current before it is ticked.
     QList<int> currentWhenTicked;
-    connect(m_pMachine->model(), &QStandardItemModel::itemChanged, this,
-            [&] { currentWhenTicked << m_pMachine->view()->currentIndex().row(); });
+    connect(model(), &QStandardItemModel::itemChanged, this,
+            [&] { currentWhenTicked << view()->currentIndex().row(); });
     send(Code);
     QCOMPARE(current, QList<int>({0, 2}));
     QCOMPARE(currentWhenTicked, QList<int>({0, 2}));
@@ -462,18 +447,18 @@ void TestScanning::rowCountIsReadAnew()
 {
     QFETCH(int, rowsAfterTheFirstMatch);
     QFETCH(QList<int>, ticked);
-    m_pMachine->fillTable({SerialNumber, "1", SerialNumber});
+    fillTable({SerialNumber, "1", SerialNumber});
     bool bDone = false;
-    connect(m_pMachine->model(), &QStandardItemModel::itemChanged, this, [&] {
+    connect(model(), &QStandardItemModel::itemChanged, this, [&] {
         if (!std::exchange(bDone, true)) {
-            m_pMachine->model()->setRowCount(std::min(rowsAfterTheFirstMatch, 3));
-            while (m_pMachine->model()->rowCount() < rowsAfterTheFirstMatch)
-                m_pMachine->model()->appendRow(new QStandardItem(SerialNumber));
+            model()->setRowCount(std::min(rowsAfterTheFirstMatch, 3));
+            while (model()->rowCount() < rowsAfterTheFirstMatch)
+                model()->appendRow(new QStandardItem(SerialNumber));
         }
     });
     send(Code);
-    QCOMPARE(m_pMachine->model()->rowCount(), rowsAfterTheFirstMatch);
-    QCOMPARE(m_pMachine->tickedRows(), ticked);
+    QCOMPARE(model()->rowCount(), rowsAfterTheFirstMatch);
+    QCOMPARE(tickedRows(), ticked);
 }
 
 void TestScanning::tableOfTheService()
@@ -483,15 +468,15 @@ void TestScanning::tableOfTheService()
     server.answer("/bsGetGroupTrackers.php",
                   R"({"trackers":[{"deviceSn":"1234567"},{"deviceSn":"12345","state":null},)"
                   R"({"deviceSn":"9638507","activations":[{"id":"1"}]}]})");
-    m_pMachine->window()->show();
-    childOf<QComboBox>(m_pMachine->window(), "groupComboBox")->addItem("12 - Club A", "12");
-    QTRY_COMPARE(m_pMachine->model()->rowCount(), 3);
+    window()->show();
+    childOf<QComboBox>(window(), "groupComboBox")->addItem("12 - Club A", "12");
+    QTRY_COMPARE(model()->rowCount(), 3);
     send(Code);
-    QCOMPARE(m_pMachine->tickedRows(), QList<int>{2});
+    QCOMPARE(tickedRows(), QList<int>{2});
     send("00123457\r"); // the operator could not tick this one by hand
-    QCOMPARE(m_pMachine->tickedRows(), QList<int>({1, 2}));
-    QCOMPARE(m_pMachine->view()->currentIndex().row(), 2);
-    QCOMPARE(tickedSerialNumbers(m_pMachine->model()), QStringList({"12345", "9638507"}));
+    QCOMPARE(tickedRows(), QList<int>({1, 2}));
+    QCOMPARE(view()->currentIndex().row(), 2);
+    QCOMPARE(tickedSerialNumbers(model()), QStringList({"12345", "9638507"}));
 }
 
 void TestScanning::errors_data()
@@ -512,7 +497,7 @@ void TestScanning::errors()
     QCOMPARE(infoLog(), QStringList({"onBarCodeError", name}));
     const bool bUnplugged = error == QSerialPort::ResourceError;
     QCOMPARE(port()->isOpen(), !bUnplugged);
-    QCOMPARE(m_pMachine->box()->isChecked(), !bUnplugged);
+    QCOMPARE(box()->isChecked(), !bUnplugged);
     if (!bUnplugged) {
         send(Code);
         QCOMPARE(emitted(), QStringList(SerialNumber));
@@ -522,24 +507,24 @@ void TestScanning::errors()
 void TestScanning::resourceErrorOnAClosedPort()
 {
     port()->close();
-    QVERIFY(m_pMachine->box()->isChecked());
-    clearLog();
+    QVERIFY(box()->isChecked());
+    clearInfoLog();
     report(QSerialPort::ResourceError);
     // Closing a closed port would be another error.
     QCOMPARE(infoLog(), QStringList({"onBarCodeError", "ResourceError"}));
-    QVERIFY(!m_pMachine->box()->isChecked());
+    QVERIFY(!box()->isChecked());
 }
 
 void TestScanning::errorsTwiceConnected()
 {
-    m_pMachine->clickBox();
-    m_pMachine->clickBox();
-    clearLog();
+    clickBox();
+    clickBox();
+    clearInfoLog();
     report(QSerialPort::ResourceError);
     QCOMPARE(infoLog(),
              QStringList({"onBarCodeError", "ResourceError", "onBarCodeError", "ResourceError"}));
     QVERIFY(!port()->isOpen());
-    QVERIFY(!m_pMachine->box()->isChecked());
+    QVERIFY(!box()->isChecked());
 }
 
 VELTRANO_TEST_MAIN(TestScanning)

@@ -1,11 +1,11 @@
 // Which trackers are ticked, and ticking them in bulk: what changes, what is announced, what is
 // shown right afterwards.
 
-#include "servedwindow.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
 #include "window/trackertable.h"
 
+#include <QAbstractButton>
 #include <QDialogButtonBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -87,14 +87,11 @@ QList<int> rowsOf(const QSignalSpy &changed)
 }
 } // namespace
 
-class TestSelection : public QObject
+class TestSelection : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void tickedValues_data();
     void tickedValues();
     void disabledRowsCount();
@@ -130,34 +127,17 @@ private slots:
 private:
     QAbstractButton *button(const QString &strText) const;
     void click(const QString &strText) const { button(strText)->click(); }
-    QTreeView *view() const { return m_pDesk->view(); }
-    QStandardItemModel *model() const { return m_pDesk->model(); }
     QList<int> states() const;
     void setStates(const QList<int> &states) const;
     void show();
     QImage picture() const { return view()->viewport()->grab().toImage(); }
     QImage pictureOfFreshLayout() const;
     QPoint checkBoxOf(int iRow) const;
-
-    QScopedPointer<ServedWindow> m_pDesk;
 };
-
-void TestSelection::init()
-{
-    clearLog();
-    m_pDesk.reset(new ServedWindow);
-}
-
-void TestSelection::cleanup()
-{
-    m_pDesk.reset();
-    QCOMPARE(warningLog(), QStringList());
-}
 
 QAbstractButton *TestSelection::button(const QString &strText) const
 {
-    const QList<QAbstractButton *> buttons =
-        m_pDesk->widget<QDialogButtonBox>("selectionBox")->buttons();
+    const QList<QAbstractButton *> buttons = widget<QDialogButtonBox>("selectionBox")->buttons();
     for (QAbstractButton *pButton : buttons) {
         if (pButton->text() == strText)
             return pButton;
@@ -184,9 +164,9 @@ void TestSelection::setStates(const QList<int> &states) const
 
 void TestSelection::show()
 {
-    m_pDesk->window()->resize(1000, 700);
-    m_pDesk->window()->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_pDesk->window()));
+    window()->resize(1000, 700);
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowExposed(window()));
 }
 
 QImage TestSelection::pictureOfFreshLayout() const
@@ -227,7 +207,7 @@ void TestSelection::tickedValues()
 {
     QFETCH(QVariant, value);
     QFETCH(int, ticked);
-    m_pDesk->fill(trackers(3));
+    fill(trackers(3));
     const QModelIndex middle = model()->index(1, SerialNumberColumn);
     model()->setData(middle, value, Qt::CheckStateRole);
     QCOMPARE(tickedSerialNumbers(model()).size(), ticked);
@@ -236,28 +216,28 @@ void TestSelection::tickedValues()
 
 void TestSelection::disabledRowsCount()
 {
-    m_pDesk->fill(trackers(4));
+    fill(trackers(4));
     QVERIFY(!model()->item(3)->isEnabled());
-    m_pDesk->tick({3});
+    tick({3});
     QCOMPARE(tickedSerialNumbers(model()).size(), 1);
 }
 
 void TestSelection::onlyFirstColumnOfTrackers()
 {
-    m_pDesk->fill(trackers(3));
+    fill(trackers(3));
     for (int iColumn = TrackerNameColumn; iColumn <= ImsiColumn; ++iColumn)
         model()->item(0, iColumn)->setCheckState(Qt::Checked);
     for (int iPeriod : {0, 1})
         model()->item(1)->child(iPeriod)->setCheckState(Qt::Checked);
     QCOMPARE(tickedSerialNumbers(model()).size(), 0);
-    m_pDesk->tick({1});
+    tick({1});
     QCOMPARE(tickedSerialNumbers(model()).size(), 1);
 }
 
 void TestSelection::walkGoesInRowOrder()
 {
-    m_pDesk->fill(R"({"deviceSn":"7"},{"deviceSn":"5"},{"deviceSn":""},{"deviceSn":"6"})");
-    m_pDesk->tick({3, 0, 2}); // ticked in another order
+    fill(R"({"deviceSn":"7"},{"deviceSn":"5"},{"deviceSn":""},{"deviceSn":"6"})");
+    tick({3, 0, 2}); // ticked in another order
     QCOMPARE(tickedSerialNumbers(model()), QStringList({"7", "", "6"}));
 
     // The serial number is what is displayed.
@@ -267,8 +247,8 @@ void TestSelection::walkGoesInRowOrder()
 
 void TestSelection::walkReadsRowCountAnew()
 {
-    m_pDesk->fill(trackers(5));
-    m_pDesk->tick({1, 2, 3, 4});
+    fill(trackers(5));
+    tick({1, 2, 3, 4});
     model()->setItem(0, new ItemThatActs([this] { model()->removeRow(model()->rowCount() - 1); }));
     QCOMPARE(tickedSerialNumbers(model()), QStringList({"acts", "1000001", "1000002", "1000003"}));
 
@@ -302,7 +282,7 @@ void TestSelection::bulkValues_data()
 void TestSelection::bulkValues()
 {
     QFETCH(QList<int>, before);
-    m_pDesk->fill(trackers(4));
+    fill(trackers(4));
     setStates(before);
     click(SelectAll);
     QTEST(states(), "afterAll");
@@ -330,7 +310,7 @@ void TestSelection::emptyModel()
     QFETCH(QString, text);
     QFETCH(bool, replied);
     if (replied)
-        m_pDesk->fill("");
+        fill("");
     QSignalSpy changed(model(), SIGNAL(dataChanged(QModelIndex,QModelIndex,QVector<int>)));
     QSignalSpy inserted(model(), SIGNAL(rowsInserted(QModelIndex,int,int)));
     click(text);
@@ -338,7 +318,7 @@ void TestSelection::emptyModel()
     QCOMPARE(changed.size() + inserted.size(), 0);
     QCOMPARE(model()->rowCount(), 0);
     QCOMPARE(infoLog(), QStringList());
-    QCOMPARE(m_pDesk->replies(), 0);
+    QCOMPARE(replies(), 0);
 }
 
 void TestSelection::argumentIsIgnored_data()
@@ -351,16 +331,16 @@ void TestSelection::argumentIsIgnored_data()
 void TestSelection::argumentIsIgnored()
 {
     QFETCH(bool, argument);
-    m_pDesk->fill(trackers(2));
-    QVERIFY(QMetaObject::invokeMethod(m_pDesk->window(), "onSelectAll", Q_ARG(bool, argument)));
+    fill(trackers(2));
+    QVERIFY(QMetaObject::invokeMethod(window(), "onSelectAll", Q_ARG(bool, argument)));
     QCOMPARE(states(), QList<int>({2, 2}));
-    QVERIFY(QMetaObject::invokeMethod(m_pDesk->window(), "onSelectNone", Q_ARG(bool, argument)));
+    QVERIFY(QMetaObject::invokeMethod(window(), "onSelectNone", Q_ARG(bool, argument)));
     QCOMPARE(states(), QList<int>({0, 0}));
 }
 
 void TestSelection::everyChangeIsAnnounced()
 {
-    m_pDesk->fill(trackers(6));
+    fill(trackers(6));
     show();
     setStates({0, 2, 0, 0, 1, 2});
     qRegisterMetaType<QStandardItem *>();
@@ -392,15 +372,15 @@ void TestSelection::nothingElseHappens_data()
 void TestSelection::nothingElseHappens()
 {
     QFETCH(QString, text);
-    m_pDesk->fill(trackers(3));
-    m_pDesk->tick({1});
+    fill(trackers(3));
+    tick({1});
     click(text);
     QCoreApplication::processEvents();
-    QCOMPARE(m_pDesk->widget<QLabel>("numberTrackers")->text(), QString("(3)"));
-    QCOMPARE(m_pDesk->replies(), 0);
-    QCOMPARE(m_pDesk->server()->requests().size(), 1);
+    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString("(3)"));
+    QCOMPARE(replies(), 0);
+    QCOMPARE(server()->requests().size(), 1);
     QCOMPARE(infoLog(), QStringList());
-    QVERIFY(m_pDesk->bar()->isHidden());
+    QVERIFY(bar()->isHidden());
     QVERIFY(button(text)->isEnabled());
 }
 
@@ -418,7 +398,7 @@ void TestSelection::rowsVanishDuringBulk()
 {
     QFETCH(QString, text);
     QFETCH(bool, all);
-    m_pDesk->fill(trackers(5));
+    fill(trackers(5));
     show();
     const int iBefore = text == SelectAll ? 0 : 2;
     setStates({iBefore, iBefore, iBefore, iBefore, iBefore});
@@ -444,7 +424,7 @@ void TestSelection::rowsAppearDuringBulk_data()
 void TestSelection::rowsAppearDuringBulk()
 {
     QFETCH(QString, text);
-    m_pDesk->fill(trackers(2));
+    fill(trackers(2));
     const int iBefore = text == SelectAll ? 0 : 2;
     setStates({iBefore, iBefore});
     const auto append = [&] {
@@ -462,7 +442,7 @@ void TestSelection::rowsAppearDuringBulk()
 
 void TestSelection::periodsStayWithoutTick()
 {
-    m_pDesk->fill(trackers(2));
+    fill(trackers(2));
     show();
     view()->expandAll();
     for (const char *pText : {SelectAll, SelectNone}) {
@@ -493,13 +473,13 @@ void TestSelection::shownTicks()
 {
     QFETCH(int, trackers);
     QFETCH(int, scrolledTo);
-    m_pDesk->fill(::trackers(trackers));
+    fill(::trackers(trackers));
     show();
     view()->expandAll();
     view()->verticalScrollBar()->setValue(scrolledTo);
     const QImage unticked = pictureOfFreshLayout();
     for (int iRow = 0; iRow < trackers; ++iRow)
-        m_pDesk->tick({iRow});
+        tick({iRow});
     const QImage ticked = pictureOfFreshLayout();
     QVERIFY(ticked != unticked);
 
@@ -525,9 +505,9 @@ void TestSelection::placeIsKept()
 {
     QFETCH(QString, text);
     constexpr int Count = 200;
-    m_pDesk->fill(trackers(Count));
+    fill(trackers(Count));
     show();
-    m_pDesk->tick({0, 50, 101});
+    tick({0, 50, 101});
     for (int iRow = 1; iRow < Count; iRow += 3)
         view()->expand(model()->index(iRow, 0));
     const QModelIndex current = model()->index(100, TrackerNameColumn);
@@ -566,7 +546,7 @@ void TestSelection::nextClick_data()
 void TestSelection::nextClick()
 {
     QFETCH(bool, caughtUp);
-    m_pDesk->fill(trackers(100));
+    fill(trackers(100));
     show();
     view()->expandAll();
     view()->verticalScrollBar()->setValue(30); // the periods of a tracker take two places
@@ -591,9 +571,9 @@ void TestSelection::nextClick()
 void TestSelection::nextScan()
 {
     constexpr int Scanned = 150;
-    m_pDesk->fill(trackers(200));
+    fill(trackers(200));
     show();
-    m_pDesk->tick({0, 1, 2});
+    tick({0, 1, 2});
     click(SelectNone);
     // As a scan does it, in the same turn of the event loop.
     view()->setCurrentIndex(model()->index(Scanned, 0));
@@ -609,7 +589,7 @@ void TestSelection::nextScan()
 
 void TestSelection::openEditorIsKept()
 {
-    m_pDesk->fill(trackers(5));
+    fill(trackers(5));
     show();
     const QModelIndex name = model()->index(2, TrackerNameColumn);
     view()->edit(name);
@@ -630,7 +610,7 @@ void TestSelection::openEditorIsKept()
 void TestSelection::nothingIsMeasuredPerRow()
 {
     constexpr int Count = 2000;
-    m_pDesk->fill(trackers(Count));
+    fill(trackers(Count));
     show();
     CountingDelegate delegate;
     view()->setItemDelegate(&delegate);

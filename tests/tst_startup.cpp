@@ -1,8 +1,8 @@
 // From main() to the exit code: once inside this process, where a test can look and close the
 // window, and once with the program itself.
 
+#include "quiettest.h"
 #include "scriptedserver.h"
-#include "windowtest.h"
 
 #include "window/mainwindow.h"
 
@@ -201,14 +201,11 @@ private:
 #endif
 } // namespace
 
-class TestStartup : public QObject
+class TestStartup : public QuietTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void identity();
     void iconOfTheTheme();
     void noIconInTheTheme();
@@ -233,17 +230,14 @@ private slots:
     void processTakesNoArguments_data();
     void processTakesNoArguments();
     void programIsBuiltForItsService();
+
+private:
+    void setUp() override;
 };
 
-void TestStartup::init()
+void TestStartup::setUp()
 {
-    clearLog();
     QDir(qEnvironmentVariable("XDG_CONFIG_HOME")).removeRecursively();
-}
-
-void TestStartup::cleanup()
-{
-    QCOMPARE(warningLog(), QStringList());
 }
 
 void TestStartup::identity()

@@ -2,8 +2,8 @@
 // anchors, framework and system decide together, written down as it is.
 
 #include "opensslserver.h"
+#include "quiettest.h"
 #include "scriptedserver.h"
-#include "windowtest.h"
 
 #include "window/mainwindow.h"
 
@@ -161,14 +161,12 @@ private:
 Q_DECLARE_METATYPE(Server)
 Q_DECLARE_METATYPE(Outcome)
 
-class TestTls : public QObject
+class TestTls : public QuietTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase();
-    void init();
-    void cleanup();
 
     void chains_data();
     void chains() { tryServer(); }
@@ -207,6 +205,8 @@ private slots:
     void noTls();
 
 private:
+    void setUp() override { QSslConfiguration::setDefaultConfiguration(m_initial); }
+    void tearDown() override;
     void makeWindow();
     void logIn() const { childOf<QPushButton>(m_pWindow.get(), "loginButton")->click(); }
     void tryServer();
@@ -223,22 +223,16 @@ private:
 
 void TestTls::initTestCase()
 {
+    qRegisterMetaType<QNetworkReply *>(); // both for the spies
     qRegisterMetaType<QList<QSslError>>();
     m_initial = QSslConfiguration::defaultConfiguration();
     m_iSecurityLevel = securityLevel();
 }
 
-void TestTls::init()
-{
-    clearLog();
-    QSslConfiguration::setDefaultConfiguration(m_initial);
-}
-
-void TestTls::cleanup()
+void TestTls::tearDown()
 {
     m_pWindow.reset();
     QNetworkProxy::setApplicationProxy(QNetworkProxy(QNetworkProxy::NoProxy));
-    QCOMPARE(warningLog(), QStringList());
 }
 
 void TestTls::makeWindow()
@@ -313,7 +307,7 @@ void TestTls::isRefused(const Server &server, const Errors &errors)
     const QSignalSpy seen(m_pWindow->findChild<QNetworkAccessManager *>(),
                           SIGNAL(sslErrors(QNetworkReply*,QList<QSslError>)));
     BoxAnswers answers({QMessageBox::Ok});
-    clearLog();
+    clearInfoLog();
     logIn();
     QVERIFY(becomes([&] { return answers.seen().size() == 1 || !process.decrypted().isEmpty(); }));
     QCOMPARE(process.decrypted(), QByteArray());

@@ -1,15 +1,12 @@
 // The tracker table, from the service's reply to what the operator sees.
 
-#include "scriptedserver.h"
-#include "windowtest.h"
+#include "servedtest.h"
 
-#include "window/mainwindow.h"
 #include "window/trackerrules.h"
 #include "window/trackertable.h"
 
 #include <QAbstractItemModelTester>
 #include <QBrush>
-#include <QComboBox>
 #include <QHeaderView>
 #include <QIcon>
 #include <QImage>
@@ -18,10 +15,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPixmap>
-#include <QProgressBar>
 #include <QPushButton>
-#include <QStandardItemModel>
-#include <QTreeView>
 
 #include <functional>
 
@@ -77,14 +71,11 @@ QByteArray listOf(const QByteArray &baTrackers)
 }
 } // namespace
 
-class TestTrackers : public QObject
+class TestTrackers : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void light_data();
     void light();
     void firmware_data();
@@ -133,14 +124,8 @@ private slots:
     void otherCodes();
 
 private:
-    template <typename Widget>
-    Widget *widget(const char *pName)
-    {
-        return childOf<Widget>(m_pWindow.data(), pName);
-    }
-    QTreeView *view() { return widget<QTreeView>("treeView"); }
-    QStandardItemModel *model() { return qobject_cast<QStandardItemModel *>(view()->model()); }
-    QLabel *count() { return widget<QLabel>("numberTrackers"); }
+    void setUp() override;
+    void tearDown() override;
     /// Lets the window ask for a group's trackers and answers; returns when the table is rebuilt.
     void deliver(const QByteArray &baReply);
     void deliverTracker(const QByteArray &baTracker) { deliver(listOf(baTracker)); }
@@ -152,37 +137,28 @@ private:
     /// Each row's serial number and, in brackets, the ids of its periods.
     QStringList rowsWithPeriods();
 
-    QScopedPointer<ScriptedServer> m_pServer;
-    QScopedPointer<MainWindow> m_pWindow;
     QScopedPointer<QAbstractItemModelTester> m_pTester;
 };
 
-void TestTrackers::init()
+void TestTrackers::setUp()
 {
-    clearLog();
-    m_pServer.reset(new ScriptedServer);
-    setServicePort(m_pServer->serverPort());
-    m_pWindow.reset(new MainWindow);
+    ServedTest::setUp();
     m_pTester.reset(new QAbstractItemModelTester(
         model(), QAbstractItemModelTester::FailureReportingMode::QtTest));
-    clearLog();
 }
 
-void TestTrackers::cleanup()
+void TestTrackers::tearDown()
 {
     m_pTester.reset();
-    m_pWindow.reset();
-    m_pServer.reset();
-    QCOMPARE(warningLog(), QStringList());
+    ServedTest::tearDown();
 }
 
 void TestTrackers::deliver(const QByteArray &baReply)
 {
-    m_pServer->answer("/bsGetGroupTrackers.php", baReply);
-    auto *pCombo = widget<QComboBox>("groupComboBox");
-    pCombo->clear();
-    pCombo->addItem("12 - Club A", "12");
-    QTRY_VERIFY(widget<QProgressBar>("progressBar")->isHidden());
+    server()->answer(TrackersPath, baReply);
+    combo()->clear();
+    combo()->addItem("12 - Club A", "12");
+    QTRY_VERIFY(bar()->isHidden());
 }
 
 QStringList TestTrackers::rowsWithPeriods()
@@ -435,8 +411,8 @@ void TestTrackers::lightsAreLoadedOnce()
     deliver(listOf(R"({"state":"B"},{"state":"A"})"));
     QCOMPARE(key(0), iRed);
     QCOMPARE(key(1), iGreen);
-    cleanup();
-    init();
+    tearDown();
+    setUp();
     deliver(listOf(R"({"state":"A"})"));
     QCOMPARE(key(0), iGreen);
 }
@@ -526,7 +502,7 @@ void TestTrackers::header()
     view()->setColumnWidth(SerialNumberColumn, 50);
     deliver(listOf("{}"));
     QCOMPARE(view()->columnWidth(SerialNumberColumn), 300);
-    widget<QComboBox>("groupComboBox")->clear();
+    combo()->clear();
     QVERIFY(!view()->isHeaderHidden());
 }
 
@@ -546,7 +522,7 @@ void TestTrackers::emptyLists()
 {
     QFETCH(QByteArray, reply);
     deliver(listOf("{},{}"));
-    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString("1"));
+    QCOMPARE(shownText("accountBalance"), QString("1"));
     deliver(reply);
     QCOMPARE(model()->rowCount(), 0);
     QCOMPARE(model()->columnCount(), 5);
@@ -554,8 +530,8 @@ void TestTrackers::emptyLists()
         QCOMPARE(model()->headerData(iColumn, Qt::Horizontal).toString(), headers().at(iColumn));
     QVERIFY(!view()->isHeaderHidden());
     QCOMPARE(view()->columnWidth(SerialNumberColumn), 300);
-    QCOMPARE(count()->text(), QString("(0)"));
-    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString());
+    QCOMPARE(shownText("numberTrackers"), QString("(0)"));
+    QCOMPARE(shownText("accountBalance"), QString());
     QVERIFY(view()->isEnabled()); // no logout
 }
 
@@ -574,7 +550,7 @@ void TestTrackers::balance()
     QFETCH(QByteArray, value);
     QFETCH(QString, text);
     deliver(R"({"balance":)" + value + "}");
-    QCOMPARE(widget<QLabel>("accountBalance")->text(), text);
+    QCOMPARE(shownText("accountBalance"), text);
 }
 
 void TestTrackers::balanceIsPlainText()
@@ -594,9 +570,9 @@ void TestTrackers::numberOfTrackers()
     for (int i = 0; i < 12; ++i)
         baTrackers += baTrackers.isEmpty() ? "{}" : ",{}";
     deliver(listOf(baTrackers));
-    QCOMPARE(count()->text(), QString("(12)"));
+    QCOMPARE(shownText("numberTrackers"), QString("(12)"));
     model()->item(0)->setCheckState(Qt::Checked);
-    QCOMPARE(count()->text(), QString("(12)")); // of the group, not of the ticked
+    QCOMPARE(shownText("numberTrackers"), QString("(12)")); // of the group, not of the ticked
 }
 
 void TestTrackers::orderOfReplyIsKept()
@@ -612,7 +588,7 @@ void TestTrackers::orderOfReplyIsKept()
 
 void TestTrackers::clickOnHeaderSorts()
 {
-    m_pWindow->show();
+    window()->show();
     deliver(listOf(R"({"deviceSn":"3"},{"deviceSn":"1"},{"deviceSn":"2"})"));
     QTest::mouseClick(view()->header()->viewport(), Qt::LeftButton, Qt::NoModifier, QPoint(20, 5));
     QStringList sorted{cell(0, 0, 0).toString(), cell(0, 0, 1).toString(),
@@ -640,25 +616,23 @@ void TestTrackers::rebuildUndoesTheSorting()
                                   R"({"id":"8","startTime":"b"},{"id":"9","startTime":"c"},)"
                                   R"({"id":"7","startTime":"a"}]},{"deviceSn":"2"})";
     const QStringList asSent{"3 []", "1 [8 9 7]", "2 []"};
-    m_pWindow->show();
-    m_pServer->answer("/bsGetGroupTrackers.php", listOf(baTrackers));
-    auto *pCombo = widget<QComboBox>("groupComboBox");
-    pCombo->addItem("12 - Club A", "12");
-    pCombo->addItem("40 - Club B", "40");
+    window()->show();
+    server()->answer(TrackersPath, listOf(baTrackers));
+    combo()->addItem("12 - Club A", "12");
+    combo()->addItem("40 - Club B", "40");
     QTRY_COMPARE(rowsWithPeriods(), asSent);
     // Ascending at the second click, if not at the first.
     for (int i = 0; i < 2 && rowsWithPeriods().constFirst() != "1 [7 8 9]"; ++i)
         QTest::mouseClick(view()->header()->viewport(), Qt::LeftButton, Qt::NoModifier, {20, 5});
     QCOMPARE(rowsWithPeriods(), QStringList({"1 [7 8 9]", "2 []", "3 []"}));
 
-    m_pServer->answer("/bsGetGroupTrackers.php",
-                      R"({"rcode":)" + code + R"(,"trackers":[)" + baTrackers + "]}");
+    server()->answer(TrackersPath, R"({"rcode":)" + code + R"(,"trackers":[)" + baTrackers + "]}");
     if (otherGroup)
-        pCombo->setCurrentIndex(1);
+        combo()->setCurrentIndex(1);
     else
-        QVERIFY(QMetaObject::invokeMethod(m_pWindow.data(), "onGroupChanged", Q_ARG(int, 0)));
+        QVERIFY(QMetaObject::invokeMethod(window(), "onGroupChanged", Q_ARG(int, 0)));
     QTRY_COMPARE(rowsWithPeriods(), asSent);
-    QCOMPARE(count()->text(), QString("(3)"));
+    QCOMPARE(shownText("numberTrackers"), QString("(3)"));
 }
 
 void TestTrackers::rebuildForgetsEverything()
@@ -679,9 +653,9 @@ void TestTrackers::rebuildForgetsEverything()
 
 void TestTrackers::editsStayLocal()
 {
-    m_pWindow->show();
+    window()->show();
     deliver(listOf(R"({"deviceSn":"1","TrackerName":"Fox"})"));
-    const int iBefore = m_pServer->requests().size();
+    const int iBefore = server()->requests().size();
     const QModelIndex name = model()->index(0, TrackerNameColumn);
     view()->edit(name);
     auto *pEditor = view()->viewport()->findChild<QLineEdit *>();
@@ -690,10 +664,10 @@ void TestTrackers::editsStayLocal()
     QTest::keyClick(pEditor, Qt::Key_Return);
     QTRY_COMPARE(name.data().toString(), QString("Owl"));
 
-    m_pServer->answer("/bsGetMyGroups.php", "{}");
+    server()->answer("/bsGetMyGroups.php", "{}");
     QTest::mouseClick(widget<QAbstractButton>("buttonRefresh"), Qt::LeftButton);
-    QTRY_COMPARE(m_pServer->requestsTo("/bsGetMyGroups.php").size(), 1);
-    QCOMPARE(m_pServer->requests().size(), iBefore + 1);
+    QTRY_COMPARE(server()->requestsTo("/bsGetMyGroups.php").size(), 1);
+    QCOMPARE(server()->requests().size(), iBefore + 1);
 }
 
 void TestTrackers::log()
@@ -722,9 +696,8 @@ void TestTrackers::stepsOfARebuild()
         if (steps.isEmpty() || steps.last() != strStep)
             steps << strStep;
     };
-    auto *pBar = widget<QProgressBar>("progressBar");
     connect(model(), &QStandardItemModel::modelReset, this,
-            [&] { note(pBar->isVisibleTo(m_pWindow.data()) ? "cleared early" : "cleared"); });
+            [&] { note(bar()->isVisibleTo(window()) ? "cleared early" : "cleared"); });
     connect(model(), &QStandardItemModel::columnsInserted, this, [&](const QModelIndex &parent) {
         if (!parent.isValid())
             note(QString("%1 columns").arg(model()->columnCount()));
@@ -803,55 +776,55 @@ void TestTrackers::rowAtEachTrace()
 
 void TestTrackers::refusedSession()
 {
-    m_pServer->answer("/bslogin.php", R"({"id":1})");
-    m_pServer->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12","group_name":"A"}]})");
-    m_pServer->answer(
-        "/bsGetGroupTrackers.php",
+    server()->answer("/bslogin.php", R"({"id":1})");
+    server()->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12","group_name":"A"}]})");
+    server()->answer(
+        TrackersPath,
         R"({"rcode":-99,"balance":"3","trackers":[{"deviceSn":"1"},{"deviceSn":"2"}]})");
     QTest::mouseClick(widget<QPushButton>("loginButton"), Qt::LeftButton);
-    QTRY_COMPARE(count()->text(), QString("(2)"));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(2)"));
 
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
-    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
+    QCOMPARE(shownText("loginButton"), QString("Login"));
+    QCOMPARE(combo()->count(), 0);
     QVERIFY(!view()->isEnabled());
     QVERIFY(!view()->isHeaderHidden());
     QCOMPARE(model()->rowCount(), 2);
     QCOMPARE(model()->columnCount(), 5);
     QCOMPARE(cell(0, Qt::DisplayRole, 1).toString(), QString("2"));
-    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString("3"));
-    QCOMPARE(m_pServer->requests().size(), 3);
+    QCOMPARE(shownText("accountBalance"), QString("3"));
+    QCOMPARE(server()->requests().size(), 3);
 }
 
 void TestTrackers::refusedSessionWithSeveralGroups()
 {
-    m_pServer->answer("/bslogin.php", R"({"id":1})");
-    m_pServer->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12","group_name":"A"},)"
-                                            R"({"id":"40","group_name":"B"},)"
-                                            R"({"id":"41","group_name":"C"}]})");
-    m_pServer->answer("/bsGetGroupTrackers.php", listOf(R"({"deviceSn":"1"})"));
+    server()->answer("/bslogin.php", R"({"id":1})");
+    server()->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12","group_name":"A"},)"
+                                           R"({"id":"40","group_name":"B"},)"
+                                           R"({"id":"41","group_name":"C"}]})");
+    server()->answer(TrackersPath, listOf(R"({"deviceSn":"1"})"));
     widget<QLineEdit>("passwordLineEdit")->setText("secret");
     QTest::mouseClick(widget<QPushButton>("loginButton"), Qt::LeftButton);
-    QTRY_COMPARE(count()->text(), QString("(1)"));
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
 
-    m_pServer->answer("/bsGetGroupTrackers.php",
-                      R"({"rcode":-99,"balance":"3","trackers":[{"deviceSn":"5"},{}]})");
-    widget<QComboBox>("groupComboBox")->setCurrentIndex(2);
-    QTRY_COMPARE(count()->text(), QString("(2)"));
+    server()->answer(TrackersPath,
+                     R"({"rcode":-99,"balance":"3","trackers":[{"deviceSn":"5"},{}]})");
+    combo()->setCurrentIndex(2);
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(2)"));
     // Logged out, with the list that came along. That no group is left asks for no further list.
-    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
+    QCOMPARE(combo()->count(), 0);
     for (const char *pName : {"groupComboBox", "calendarWidget", "treeView"})
         QVERIFY2(!widget<QWidget>(pName)->isEnabled(), pName);
     for (const char *pName : {"userLineEdit", "passwordLineEdit", "loginButton"})
         QVERIFY2(widget<QWidget>(pName)->isEnabled(), pName);
-    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCOMPARE(shownText("passwordLineEdit"), QString());
+    QCOMPARE(shownText("loginButton"), QString("Login"));
     QCOMPARE(cell(0).toString(), QString("5"));
-    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString("3"));
+    QCOMPARE(shownText("accountBalance"), QString("3"));
 
     // A click logs in again: it is the next request.
     QTest::mouseClick(widget<QPushButton>("loginButton"), Qt::LeftButton);
-    QTRY_VERIFY(m_pServer->requests().size() > 4);
-    QCOMPARE(m_pServer->requests().at(4).path(), QByteArray("/bslogin.php"));
+    QTRY_VERIFY(server()->requests().size() > 4);
+    QCOMPARE(server()->requests().at(4).path(), QByteArray("/bslogin.php"));
 }
 
 void TestTrackers::otherCodes_data()

@@ -1,11 +1,7 @@
 // A reader that is unplugged while its port is open: the port is closed and the box unchecked, at
 // once and with a handful of reports, however often it happens.
 
-#include "emulatedreader.h"
-#include "readerwindow.h"
-#include "windowtest.h"
-
-#include "window/mainwindow.h"
+#include "readertest.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
@@ -65,14 +61,12 @@ private:
 };
 } // namespace
 
-class TestUnplugging : public QObject
+class TestUnplugging : public ReaderTest
 {
     Q_OBJECT
 
 private slots:
     void initTestCase() { qRegisterMetaType<QSerialPort::SerialPortError>(); } // for the spies
-    void init();
-    void cleanup();
 
     void idle();
     void insideALine();
@@ -89,32 +83,20 @@ private slots:
     void otherErrorsOfADeadLine();
 
 private:
-    EmulatedPorts *ports() { return m_pMachine->ports(); }
-    QSerialPort *port() { return m_pMachine->port(); }
-    bool isBoxChecked() { return m_pMachine->box()->isChecked(); }
+    void setUp() override;
+    bool isBoxChecked() { return box()->isChecked(); }
     /// As the open port's signal brings it.
     void report(QSerialPort::SerialPortError error);
     /// Waits until the port is closed, and then whether it stays silent.
     void expectClosed(QSignalSpy *pErrors);
 
-    QScopedPointer<ReaderWindow> m_pMachine;
     QString m_strReader;
 };
 
-void TestUnplugging::init()
+void TestUnplugging::setUp()
 {
-    clearLog();
-    m_pMachine.reset(new ReaderWindow);
-    m_strReader = ports()->plug();
-    m_pMachine->open();
-    QVERIFY(port()->isOpen());
-    clearLog();
-}
-
-void TestUnplugging::cleanup()
-{
-    m_pMachine.reset();
-    QCOMPARE(warningLog(), QStringList());
+    ReaderTest::setUp();
+    m_strReader = openWindowWithReader();
 }
 
 void TestUnplugging::report(QSerialPort::SerialPortError error)
@@ -150,41 +132,41 @@ void TestUnplugging::idle()
     QCOMPARE(infoLog(),
              QStringList({"onBarCodeError", "ResourceError", "onBarCodeError", "ResourceError"}));
     QCOMPARE(port()->error(), QSerialPort::ResourceError);
-    m_pMachine->clickBox(); // nothing there to find
+    clickBox(); // nothing there to find
     QVERIFY(!isBoxChecked());
     QVERIFY(!port()->isOpen());
 }
 
 void TestUnplugging::insideALine()
 {
-    m_pMachine->send(m_strReader, "96385");
+    send(m_strReader, "96385");
     QSignalSpy reported(port(), ErrorSignal);
     ports()->unplug(m_strReader);
     expectClosed(&reported);
     QVERIFY(infoLog().size() < Limit);
 
     // What was read stays read.
-    QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
+    QSignalSpy emitted(window(), SIGNAL(signalGotSN(QString)));
     ports()->plugAgain(m_strReader);
-    m_pMachine->clickBox();
-    m_pMachine->send(m_strReader, "074\r");
+    clickBox();
+    send(m_strReader, "074\r");
     QCOMPARE(emitted.size(), 1);
 }
 
 void TestUnplugging::behindALine()
 {
-    m_pMachine->fillTable({"9638507"});
-    m_pMachine->send(m_strReader, Code);
+    fillTable({"9638507"});
+    send(m_strReader, Code);
     QSignalSpy reported(port(), ErrorSignal);
     ports()->unplug(m_strReader);
     expectClosed(&reported);
-    QCOMPARE(m_pMachine->tickedRows(), QList<int>{0});
+    QCOMPARE(tickedRows(), QList<int>{0});
 }
 
 void TestUnplugging::whileAQuestionIsOpen()
 {
-    m_pMachine->fillTable({"9638507"});
-    m_pMachine->model()->item(0)->setCheckState(Qt::Checked);
+    fillTable({"9638507"});
+    model()->item(0)->setCheckState(Qt::Checked);
     QSignalSpy reported(port(), ErrorSignal);
     BoxAnswers answers({QMessageBox::No});
     bool bOpenBehind = true;
@@ -193,8 +175,7 @@ void TestUnplugging::whileAQuestionIsOpen()
         expectClosed(&reported);
         bOpenBehind = port()->isOpen();
     });
-    QTest::mouseClick(childOf<QAbstractButton>(m_pMachine->window(), "activateButton"),
-                      Qt::LeftButton);
+    QTest::mouseClick(childOf<QAbstractButton>(window(), "activateButton"), Qt::LeftButton);
     QCOMPARE(answers.seen().size(), 1);
     QVERIFY(!bOpenBehind);
     QVERIFY(infoLog().size() < Limit);
@@ -202,9 +183,9 @@ void TestUnplugging::whileAQuestionIsOpen()
 
 void TestUnplugging::twiceConnected()
 {
-    m_pMachine->clickBox();
-    m_pMachine->clickBox();
-    clearLog();
+    clickBox();
+    clickBox();
+    clearInfoLog();
     QSignalSpy reported(port(), ErrorSignal);
     ports()->hangUp(m_strReader);
     expectClosed(&reported);
@@ -229,8 +210,8 @@ void TestUnplugging::onlyTheListEntryGoes()
     QVERIFY(!reported.wait(SilenceMs));
     QVERIFY(port()->isOpen());
     QVERIFY(isBoxChecked());
-    QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
-    m_pMachine->send(m_strReader, Code);
+    QSignalSpy emitted(window(), SIGNAL(signalGotSN(QString)));
+    send(m_strReader, Code);
     QCOMPARE(emitted.size(), 1);
 }
 
@@ -241,25 +222,25 @@ void TestUnplugging::pluggedInAgain()
     expectClosed(&reported);
     ports()->plugAgain(m_strReader);
     QVERIFY(!isBoxChecked()); // nobody watches the bus
-    m_pMachine->clickBox();
+    clickBox();
     QVERIFY(isBoxChecked());
     QVERIFY(port()->isOpen());
-    QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
-    m_pMachine->send(m_strReader, Code);
+    QSignalSpy emitted(window(), SIGNAL(signalGotSN(QString)));
+    send(m_strReader, Code);
     QCOMPARE(emitted.size(), 1);
 }
 
 void TestUnplugging::againAndAgain()
 {
-    QSignalSpy emitted(m_pMachine->window(), SIGNAL(signalGotSN(QString)));
+    QSignalSpy emitted(window(), SIGNAL(signalGotSN(QString)));
     DescriptorWatch descriptors;
     for (int iRound = 1; iRound <= Rounds; ++iRound) {
-        m_pMachine->send(m_strReader, Code);
+        send(m_strReader, Code);
         QCOMPARE(emitted.size(), iRound);
         if (iRound % 2 == 0)
-            m_pMachine->send(m_strReader, "\r9638"); // a return, or the half line would stay
+            send(m_strReader, "\r9638"); // a return, or the half line would stay
         QSignalSpy reported(port(), ErrorSignal);
-        clearLog();
+        clearInfoLog();
         ports()->unplug(m_strReader);
         QTRY_VERIFY(!port()->isOpen());
         QVERIFY(reported.size() < Limit);
@@ -270,10 +251,10 @@ void TestUnplugging::againAndAgain()
 
         descriptors.roundEnds(iRound);
         ports()->plugAgain(m_strReader);
-        m_pMachine->clickBox();
+        clickBox();
         QVERIFY(port()->isOpen());
         if (iRound % 2 == 0)
-            m_pMachine->send(m_strReader, "\r");
+            send(m_strReader, "\r");
     }
     QCOMPARE(descriptors.late(), descriptors.early());
 }
@@ -284,24 +265,24 @@ void TestUnplugging::againAndAgainInNewWindows()
     for (int iRound = 1; iRound <= Rounds; ++iRound) {
         QVERIFY(port()->isOpen());
         QSignalSpy reported(port(), ErrorSignal);
-        clearLog();
+        clearInfoLog();
         ports()->unplug(m_strReader);
         QTRY_VERIFY(!port()->isOpen());
         QVERIFY(reported.size() < Limit);
         QVERIFY(infoLog().size() < Limit);
         QVERIFY(!isBoxChecked());
-        m_pMachine->close();
+        closeWindow();
         descriptors.roundEnds(iRound);
         ports()->plugAgain(m_strReader);
-        m_pMachine->open();
+        openWindow();
     }
     QCOMPARE(descriptors.late(), descriptors.early());
 }
 
 void TestUnplugging::whileClosed()
 {
-    m_pMachine->clickBox();
-    clearLog();
+    clickBox();
+    clearInfoLog();
     QSignalSpy reported(port(), ErrorSignal);
     ports()->unplug(m_strReader);
     QVERIFY(!reported.wait(SilenceMs));

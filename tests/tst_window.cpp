@@ -2,26 +2,18 @@
 // start, and the controls that do nothing on purpose.
 
 #include "markingtranslator.h"
-#include "scriptedserver.h"
-#include "windowtest.h"
-
-#include "window/mainwindow.h"
+#include "servedtest.h"
 
 #include <QAbstractButton>
-#include <QComboBox>
 #include <QContextMenuEvent>
 #include <QDialogButtonBox>
-#include <QLabel>
 #include <QLineEdit>
 #include <QMetaMethod>
 #include <QNetworkAccessManager>
 #include <QPointer>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
-#include <QStandardItemModel>
-#include <QTreeView>
 
 #include <memory>
 
@@ -123,14 +115,11 @@ QStringList allProperties(const QWidget *pWindow)
 }
 } // namespace
 
-class TestWindow : public QObject
+class TestWindow : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void metaObject();
     void methods_data();
     void methods();
@@ -168,58 +157,33 @@ private slots:
     void newGroupDoesNothing();
     void returnInUserFieldDoesNothing();
 
-
 private:
-    template <typename Widget>
-    Widget *widget(const char *pName) const
-    {
-        return childOf<Widget>(m_pWindow.get(), pName);
-    }
+    void setUp() override;
     void logIn();
-    QStandardItemModel *model() const;
-    /// Whether someone took the question for a tip.
-
-    std::unique_ptr<ScriptedServer> m_pServer;
-    std::unique_ptr<MainWindow> m_pWindow;
 };
 
-void TestWindow::init()
+void TestWindow::setUp()
 {
-    clearLog();
     QSettings().clear();
-    m_pServer = std::make_unique<ScriptedServer>();
-    setServicePort(m_pServer->serverPort());
-    m_pWindow = std::make_unique<MainWindow>();
-}
-
-void TestWindow::cleanup()
-{
-    m_pWindow.reset();
-    m_pServer.reset();
-    QCOMPARE(warningLog(), QStringList()); // a misspelled connection is one
+    ServedTest::setUp();
 }
 
 void TestWindow::logIn()
 {
-    m_pServer->answer("/bslogin.php", R"({"id":7,"name":"Nora"})");
-    m_pServer->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12","group_name":"Club A"}]})");
-    m_pServer->answer("/bsGetGroupTrackers.php", R"({"trackers":[{"deviceSn":"1000001"}]})");
+    server()->answer("/bslogin.php", R"({"id":7,"name":"Nora"})");
+    server()->answer("/bsGetMyGroups.php", R"({"groups":[{"id":"12","group_name":"Club A"}]})");
+    server()->answer("/bsGetGroupTrackers.php", R"({"trackers":[{"deviceSn":"1000001"}]})");
     widget<QPushButton>("loginButton")->click();
-    QTRY_COMPARE(widget<QLabel>("numberTrackers")->text(), QString("(1)"));
-}
-
-QStandardItemModel *TestWindow::model() const
-{
-    return qobject_cast<QStandardItemModel *>(widget<QTreeView>("treeView")->model());
+    QTRY_COMPARE(shownText("numberTrackers"), QString("(1)"));
 }
 
 void TestWindow::metaObject()
 {
     const QMetaObject &meta = MainWindow::staticMetaObject;
-    QCOMPARE(m_pWindow->metaObject(), &meta);
+    QCOMPARE(window()->metaObject(), &meta);
     QCOMPARE(QString(meta.className()), QString("MainWindow"));
     QCOMPARE(meta.superClass(), &QMainWindow::staticMetaObject);
-    QVERIFY(m_pWindow->inherits("MainWindow"));
+    QVERIFY(window()->inherits("MainWindow"));
     QCOMPARE(meta.methodCount() - meta.methodOffset(), 25);
     QCOMPARE(meta.propertyCount(), meta.propertyOffset());
     QCOMPARE(meta.enumeratorCount(), meta.enumeratorOffset());
@@ -280,32 +244,33 @@ void TestWindow::methods()
 
 void TestWindow::traces()
 {
+    makeWindow();
     // A text of the program stands bare, a text that it was given in quotation marks.
     QCOMPARE(infoLog(), QStringList({"Construct", "step2", "\"tst_window\""}));
 }
 
 void TestWindow::childObjects()
 {
-    const QObjectList objects = m_pWindow->findChildren<QObject *>();
+    const QObjectList objects = window()->findChildren<QObject *>();
     for (const char *pClass : {"QSerialPort", "QNetworkAccessManager", "QSettings"}) {
         int iFound = 0;
         for (const QObject *pObject : objects) {
             if (!pObject->inherits(pClass))
                 continue;
             ++iFound;
-            QVERIFY2(pObject->parent() == m_pWindow.get(), pClass);
+            QVERIFY2(pObject->parent() == window(), pClass);
         }
         QVERIFY2(iFound == 1, pClass);
     }
-    const auto *pPort = m_pWindow->findChild<QSerialPort *>();
+    const auto *pPort = window()->findChild<QSerialPort *>();
     QCOMPARE(pPort->portName(), QString());
     QVERIFY(!pPort->isOpen());
     QVERIFY(!model()->parent());
 
-    const QPointer<QSerialPort> port = m_pWindow->findChild<QSerialPort *>();
-    const QPointer<QNetworkAccessManager> manager = m_pWindow->findChild<QNetworkAccessManager *>();
-    const QPointer<QSettings> settings = m_pWindow->findChild<QSettings *>();
-    m_pWindow.reset();
+    const QPointer<QSerialPort> port = window()->findChild<QSerialPort *>();
+    const QPointer<QNetworkAccessManager> manager = window()->findChild<QNetworkAccessManager *>();
+    const QPointer<QSettings> settings = window()->findChild<QSettings *>();
+    destroyWindow();
     QVERIFY(port.isNull());
     QVERIFY(manager.isNull());
     QVERIFY(settings.isNull());
@@ -314,7 +279,7 @@ void TestWindow::childObjects()
 void TestWindow::constructionOrder()
 {
     QStringList order;
-    for (const QObject *pChild : m_pWindow->children()) {
+    for (const QObject *pChild : window()->children()) {
         const QString strClass = pChild->metaObject()->className();
         if (QStringList({"QStatusBar", "QSerialPort", "QNetworkAccessManager", "QSettings"})
                 .contains(strClass))
@@ -329,7 +294,7 @@ void TestWindow::modelOutlivesTheWindow()
 {
     const QPointer<QStandardItemModel> model = this->model();
     QVERIFY(!model.isNull());
-    m_pWindow.reset();
+    destroyWindow();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QVERIFY(!model.isNull());
     QCOMPARE(model->rowCount(), 0);
@@ -337,8 +302,8 @@ void TestWindow::modelOutlivesTheWindow()
 
 void TestWindow::parentIsTheOneGiven()
 {
-    QCOMPARE(m_pWindow->parent(), nullptr);
-    QCOMPARE(m_pWindow->windowFlags(), QMainWindow().windowFlags());
+    QCOMPARE(window()->parent(), nullptr);
+    QCOMPARE(window()->windowFlags(), QMainWindow().windowFlags());
     QWidget parent;
     const MainWindow child(&parent);
     QCOMPARE(child.parentWidget(), &parent);
@@ -348,7 +313,7 @@ void TestWindow::parentIsTheOneGiven()
 
 void TestWindow::settingsStore()
 {
-    const auto *pSettings = m_pWindow->findChild<QSettings *>();
+    const auto *pSettings = window()->findChild<QSettings *>();
     const QSettings byDefault;
     QCOMPARE(pSettings->organizationName(), QCoreApplication::organizationName());
     QCOMPARE(pSettings->applicationName(), QString("tst_window"));
@@ -379,52 +344,52 @@ void TestWindow::lastUser()
 {
     QFETCH(QVariant, stored);
     QFETCH(QString, shown);
-    m_pWindow.reset();
+    destroyWindow();
     if (stored.isValid())
         QSettings().setValue("lastuser", stored);
-    m_pWindow = std::make_unique<MainWindow>();
-    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), shown);
-    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
+    makeWindow();
+    QCOMPARE(shownText("userLineEdit"), shown);
+    QCOMPARE(shownText("passwordLineEdit"), QString());
 }
 
 void TestWindow::constructionStoresNothing()
 {
     widget<QLineEdit>("userLineEdit")->setText("typed, never logged in");
-    m_pWindow.reset();
+    destroyWindow();
     QCOMPARE(QSettings().allKeys(), QStringList());
     QSettings().setValue("lastuser", "nora@club.example");
-    m_pWindow = std::make_unique<MainWindow>();
+    makeWindow();
     widget<QLineEdit>("userLineEdit")->setText("typed, never logged in");
-    m_pWindow->show();
-    m_pWindow->close();
-    m_pWindow.reset();
+    window()->show();
+    window()->close();
+    destroyWindow();
     QCOMPARE(QSettings().allKeys(), QStringList("lastuser"));
     QCOMPARE(QSettings().value("lastuser"), QVariant("nora@club.example"));
 }
 
 void TestWindow::stateAtStart()
 {
-    QCOMPARE(widget<QLineEdit>("userLineEdit")->text(), QString());
-    QCOMPARE(widget<QLineEdit>("passwordLineEdit")->text(), QString());
-    QCOMPARE(widget<QComboBox>("groupComboBox")->count(), 0);
-    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString());
-    QCOMPARE(widget<QLabel>("numberTrackers")->text(), QString());
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCOMPARE(shownText("userLineEdit"), QString());
+    QCOMPARE(shownText("passwordLineEdit"), QString());
+    QCOMPARE(combo()->count(), 0);
+    QCOMPARE(shownText("accountBalance"), QString());
+    QCOMPARE(shownText("numberTrackers"), QString());
+    QCOMPARE(shownText("loginButton"), QString("Login"));
     QVERIFY(widget<QPushButton>("loginButton")->autoDefault());
     QVERIFY(widget<QPushButton>("loginButton")->isDefault());
     QVERIFY(!widget<QAbstractButton>("barReaderFound")->isChecked());
-    QVERIFY(!m_pWindow->isVisible());
-    QCOMPARE(m_pServer->connections(), 0);
+    QVERIFY(!window()->isVisible());
+    QCOMPARE(server()->connections(), 0);
     // Nothing is on its way either: the first request is the one of this click.
     widget<QAbstractButton>("buttonRefresh")->click();
-    QTRY_COMPARE(m_pServer->requests().size(), 1);
-    QCOMPARE(m_pServer->connections(), 1);
-    QCOMPARE(m_pServer->requests().first().path(), QByteArray("/bsGetMyGroups.php"));
+    QTRY_COMPARE(server()->requests().size(), 1);
+    QCOMPARE(server()->connections(), 1);
+    QCOMPARE(server()->requests().first().path(), QByteArray("/bsGetMyGroups.php"));
 }
 
 void TestWindow::everythingIsEnabled()
 {
-    QVERIFY(m_pWindow->isEnabled());
+    QVERIFY(window()->isEnabled());
     for (const QString &strName : formWidgets())
         QVERIFY2(widget<QWidget>(qPrintable(strName))->isEnabled(), qPrintable(strName));
     const QList<QAbstractButton *> buttons = widget<QDialogButtonBox>("selectionBox")->buttons();
@@ -434,23 +399,23 @@ void TestWindow::everythingIsEnabled()
 
 void TestWindow::onlyTheProgressBarIsHidden()
 {
-    m_pWindow->show();
+    window()->show();
     QStringList hidden;
     for (const QString &strName : formWidgets()) {
         if (!widget<QWidget>(qPrintable(strName))->isVisible())
             hidden << strName;
     }
     QCOMPARE(hidden, QStringList("progressBar"));
-    QCOMPARE(widget<QProgressBar>("progressBar")->value(), 24);
+    QCOMPARE(bar()->value(), 24);
 }
 
 void TestWindow::form()
 {
-    QCOMPARE(m_pWindow->objectName(), QString("MainWindow"));
-    QCOMPARE(m_pWindow->windowTitle(), QString("Veltrano"));
-    QCOMPARE(m_pWindow->size(), QSize(863, 727));
-    QCOMPARE(m_pWindow->minimumSize(), QSize(600, 0));
-    QCOMPARE(m_pWindow->windowState(), Qt::WindowNoState);
+    QCOMPARE(window()->objectName(), QString("MainWindow"));
+    QCOMPARE(window()->windowTitle(), QString("Veltrano"));
+    QCOMPARE(window()->size(), QSize(863, 727));
+    QCOMPARE(window()->minimumSize(), QSize(600, 0));
+    QCOMPARE(window()->windowState(), Qt::WindowNoState);
 }
 
 void TestWindow::trackerModel()
@@ -459,16 +424,16 @@ void TestWindow::trackerModel()
     QCOMPARE(QByteArray(model()->metaObject()->className()), QByteArray("QStandardItemModel"));
     QCOMPARE(model()->rowCount(), 0);
     QCOMPARE(model()->columnCount(), 0);
-    QVERIFY(widget<QTreeView>("treeView")->isHeaderHidden());
-    QCOMPARE(widget<QTreeView>("treeView")->contextMenuPolicy(), Qt::CustomContextMenu);
+    QVERIFY(view()->isHeaderHidden());
+    QCOMPARE(view()->contextMenuPolicy(), Qt::CustomContextMenu);
 }
 
 void TestWindow::wiring()
 {
     QStringList expected = allWiring();
     expected.sort();
-    QCOMPARE(takeWiring(m_pWindow.get()), expected);
-    QCOMPARE(takeWiring(m_pWindow.get()), QStringList());
+    QCOMPARE(takeWiring(window()), expected);
+    QCOMPARE(takeWiring(window()), QStringList());
 }
 
 void TestWindow::everySlotIsReachedByItsSignal_data()
@@ -490,8 +455,8 @@ void TestWindow::everySlotIsReachedByItsSignal()
     QFETCH(QByteArray, sender);
     QFETCH(QByteArray, signal);
     QFETCH(QByteArray, slot);
-    QObjectList senders = m_pWindow->findChildren<QObject *>();
-    senders << m_pWindow.get();
+    QObjectList senders = window()->findChildren<QObject *>();
+    senders << window();
     QObject *pSender = nullptr;
     for (QObject *pObject : qAsConst(senders)) {
         if (senderName(pObject) == sender)
@@ -500,8 +465,8 @@ void TestWindow::everySlotIsReachedByItsSignal()
     QVERIFY(pSender);
     const QByteArray baSignal = QByteArray::number(QSIGNAL_CODE) + signal;
     const QByteArray baSlot = QByteArray::number(QSLOT_CODE) + slot;
-    QVERIFY(disconnect(pSender, baSignal, m_pWindow.get(), baSlot));
-    QVERIFY(!disconnect(pSender, baSignal, m_pWindow.get(), baSlot));
+    QVERIFY(disconnect(pSender, baSignal, window(), baSlot));
+    QVERIFY(!disconnect(pSender, baSignal, window(), baSlot));
 }
 
 void TestWindow::slotsAreCalledAtOnce()
@@ -509,8 +474,8 @@ void TestWindow::slotsAreCalledAtOnce()
     // No queue in between: the slot has run when the click returns.
     widget<QPushButton>("loginButton")->click();
     QVERIFY(!widget<QPushButton>("loginButton")->isEnabled());
-    widget<QComboBox>("groupComboBox")->addItem("12 - Club A", "12");
-    QVERIFY(!widget<QProgressBar>("progressBar")->isHidden());
+    combo()->addItem("12 - Club A", "12");
+    QVERIFY(!bar()->isHidden());
 }
 
 void TestWindow::selectionButtons()
@@ -535,7 +500,7 @@ void TestWindow::selectionButtons()
 
 void TestWindow::selectionButtonsStandInOrder()
 {
-    m_pWindow->show();
+    window()->show();
     const QList<QAbstractButton *> buttons = widget<QDialogButtonBox>("selectionBox")->buttons();
     QVERIFY(buttons.at(0)->isVisible());
     QVERIFY(buttons.at(1)->isVisible());
@@ -546,7 +511,7 @@ void TestWindow::selectionButtonsStandInOrder()
 void TestWindow::selectionButtonsAreNotTranslated()
 {
     const MarkingTranslator translator;
-    m_pWindow = std::make_unique<MainWindow>();
+    makeWindow();
     const QList<QAbstractButton *> buttons = widget<QDialogButtonBox>("selectionBox")->buttons();
     QCOMPARE(buttons.at(0)->text(), QString("Select All"));
     QCOMPARE(buttons.at(1)->text(), QString("Select none"));
@@ -555,20 +520,20 @@ void TestWindow::selectionButtonsAreNotTranslated()
 void TestWindow::formIsTranslatedAtConstruction()
 {
     const MarkingTranslator translator;
-    m_pWindow = std::make_unique<MainWindow>();
-    QCOMPARE(m_pWindow->windowTitle(), QString("MainWindow<Veltrano>"));
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("MainWindow<Login>"));
-    QCOMPARE(widget<QLabel>("weeksLabel")->text(), QString("MainWindow<Days>"));
-    QCOMPARE(widget<QLabel>("accountBalance")->text(), QString());
+    makeWindow();
+    QCOMPARE(window()->windowTitle(), QString("MainWindow<Veltrano>"));
+    QCOMPARE(shownText("loginButton"), QString("MainWindow<Login>"));
+    QCOMPARE(shownText("weeksLabel"), QString("MainWindow<Days>"));
+    QCOMPARE(shownText("accountBalance"), QString());
 }
 
 void TestWindow::formStaysWhenTheLanguageChanges()
 {
     // The window handles no event by itself, a change of the language neither.
     const MarkingTranslator translator;
-    QCoreApplication::sendPostedEvents(m_pWindow.get(), QEvent::LanguageChange);
-    QCOMPARE(m_pWindow->windowTitle(), QString("Veltrano"));
-    QCOMPARE(widget<QPushButton>("loginButton")->text(), QString("Login"));
+    QCoreApplication::sendPostedEvents(window(), QEvent::LanguageChange);
+    QCOMPARE(window()->windowTitle(), QString("Veltrano"));
+    QCOMPARE(shownText("loginButton"), QString("Login"));
 }
 
 void TestWindow::rightClickOnlyEmits_data()
@@ -581,13 +546,13 @@ void TestWindow::rightClickOnlyEmits_data()
 void TestWindow::rightClickOnlyEmits()
 {
     QFETCH(bool, onRow);
-    auto *pTree = widget<QTreeView>("treeView");
+    auto *pTree = view();
     // What the window then offers is not asked here.
-    QVERIFY(disconnect(pTree, SIGNAL(customContextMenuRequested(QPoint)), m_pWindow.get(),
+    QVERIFY(disconnect(pTree, SIGNAL(customContextMenuRequested(QPoint)), window(),
                                      SLOT(onTrackerContextMenuRequested(QPoint))));
     model()->appendRow(new QStandardItem("1000001"));
-    m_pWindow->show();
-    QVERIFY(QTest::qWaitForWindowActive(m_pWindow.get()));
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowActive(window()));
     QSignalSpy requested(pTree, SIGNAL(customContextMenuRequested(QPoint)));
     const QPoint point = onRow ? pTree->visualRect(model()->index(0, 0)).center()
                                : pTree->viewport()->rect().bottomRight() - QPoint(5, 5);
@@ -620,36 +585,36 @@ void TestWindow::newGroupDoesNothing()
     if (loggedIn)
         logIn();
     auto *pButton = widget<QPushButton>("pushButtonNewGroup");
-    const QStringList before = allProperties(m_pWindow.get());
-    const int iBefore = m_pServer->requests().size();
-    clearLog();
+    const QStringList before = allProperties(window());
+    const int iBefore = server()->requests().size();
+    clearInfoLog();
     QSignalSpy clicked(pButton, SIGNAL(clicked(bool)));
     for (int i = 0; i < clicks; ++i)
         QTest::mouseClick(pButton, Qt::LeftButton);
 
     QCOMPARE(clicked.size(), clicks);
-    QCOMPARE(allProperties(m_pWindow.get()), before);
+    QCOMPARE(allProperties(window()), before);
     QCOMPARE(infoLog(), QStringList());
     QVERIFY(pButton->isEnabled());
     QVERIFY(!pButton->isHidden());
     // Nothing was sent: the next request is the one of this click.
     widget<QAbstractButton>("buttonRefresh")->click();
-    QTRY_VERIFY(m_pServer->requests().size() > iBefore);
-    QCOMPARE(m_pServer->requests().at(iBefore).path(), QByteArray("/bsGetMyGroups.php"));
+    QTRY_VERIFY(server()->requests().size() > iBefore);
+    QCOMPARE(server()->requests().at(iBefore).path(), QByteArray("/bsGetMyGroups.php"));
 }
 
 void TestWindow::returnInUserFieldDoesNothing()
 {
-    m_pWindow->show();
-    QVERIFY(QTest::qWaitForWindowActive(m_pWindow.get()));
+    window()->show();
+    QVERIFY(QTest::qWaitForWindowActive(window()));
     auto *pUser = widget<QLineEdit>("userLineEdit");
     pUser->setFocus();
-    const QStringList before = allProperties(m_pWindow.get());
+    const QStringList before = allProperties(window());
     QSignalSpy clicked(widget<QPushButton>("loginButton"), SIGNAL(clicked(bool)));
     QTest::keyClick(pUser, Qt::Key_Return);
     QCOMPARE(clicked.size(), 0);
-    QCOMPARE(allProperties(m_pWindow.get()), before);
-    QCOMPARE(m_pServer->connections(), 0);
+    QCOMPARE(allProperties(window()), before);
+    QCOMPARE(server()->connections(), 0);
 }
 
 VELTRANO_TEST_MAIN(TestWindow)

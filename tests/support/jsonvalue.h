@@ -2,6 +2,7 @@
 #define TESTS_SUPPORT_JSONVALUE_H
 
 #include <QByteArray>
+#include <QMetaType>
 #include <QPair>
 #include <QString>
 #include <QVector>
@@ -46,5 +47,7 @@ private:
     QVector<JsonValue> m_items;
     QVector<Member> m_members;
 };
+
+Q_DECLARE_METATYPE(JsonValue)
 
 #endif // TESTS_SUPPORT_JSONVALUE_H

@@ -1,11 +1,6 @@
 // The window on a machine whose serial ports are emulated.
 
-#include "readerwindow.h"
-
-#include "emulatedreader.h"
-#include "windowtest.h"
-
-#include "window/mainwindow.h"
+#include "readertest.h"
 
 #include <QCheckBox>
 #include <QDir>
@@ -15,48 +10,50 @@
 #include <QStandardItemModel>
 #include <QTreeView>
 
-ReaderWindow::ReaderWindow() : m_pPorts(new EmulatedPorts)
+void ReaderTest::setUp()
 {
+    m_pPorts.reset(new EmulatedPorts);
     if (!EmulatedPorts::areVisibleHere())
         qFatal("emulated ports are seen under umockdev-wrapper only");
 }
 
-ReaderWindow::~ReaderWindow()
+void ReaderTest::tearDown()
 {
-    close(); // before its ports go
+    closeWindow(); // before its ports go
+    m_pPorts.reset();
 }
 
-void ReaderWindow::open()
+QString ReaderTest::openWindowWithReader()
 {
-    m_pWindow.reset(new MainWindow);
+    const QString strPort = ports()->plug();
+    openWindow();
+    if (!port()->isOpen())
+        qFatal("the window did not open %s", qPrintable(strPort));
+    clearInfoLog();
+    return strPort;
 }
 
-void ReaderWindow::close()
-{
-    m_pWindow.reset();
-}
-
-QSerialPort *ReaderWindow::port() const
+QSerialPort *ReaderTest::port() const
 {
     return m_pWindow->findChild<QSerialPort *>();
 }
 
-QCheckBox *ReaderWindow::box() const
+QCheckBox *ReaderTest::box() const
 {
     return childOf<QCheckBox>(m_pWindow.data(), "barReaderFound");
 }
 
-QTreeView *ReaderWindow::view() const
+QTreeView *ReaderTest::view() const
 {
     return childOf<QTreeView>(m_pWindow.data(), "treeView");
 }
 
-QStandardItemModel *ReaderWindow::model() const
+QStandardItemModel *ReaderTest::model() const
 {
     return qobject_cast<QStandardItemModel *>(view()->model());
 }
 
-void ReaderWindow::fillTable(const QStringList &serialNumbers)
+void ReaderTest::fillTable(const QStringList &serialNumbers)
 {
     model()->clear();
     for (const QString &strSerialNumber : serialNumbers) {
@@ -66,7 +63,7 @@ void ReaderWindow::fillTable(const QStringList &serialNumbers)
     }
 }
 
-QList<int> ReaderWindow::tickedRows() const
+QList<int> ReaderTest::tickedRows() const
 {
     QList<int> rows;
     for (int iRow = 0; iRow < model()->rowCount(); ++iRow) {
@@ -76,14 +73,14 @@ QList<int> ReaderWindow::tickedRows() const
     return rows;
 }
 
-void ReaderWindow::clickBox()
+void ReaderTest::clickBox()
 {
     constexpr int OnTheMark = 8; // pixels from the box's left end
     QTest::mouseClick(box(), Qt::LeftButton, Qt::NoModifier,
                       QPoint(OnTheMark, box()->height() / 2));
 }
 
-void ReaderWindow::send(const QString &strPort, const QByteArray &baBytes)
+void ReaderTest::send(const QString &strPort, const QByteArray &baBytes)
 {
     // Connected after the window: when this hears of the bytes, the window has read them.
     QSignalSpy readyRead(port(), SIGNAL(readyRead()));
@@ -92,7 +89,7 @@ void ReaderWindow::send(const QString &strPort, const QByteArray &baBytes)
         qFatal("the window did not read what %s sent", qPrintable(strPort));
 }
 
-int ReaderWindow::takeConnections(const char *pSignal, const char *pSlot)
+int ReaderTest::takeConnections(const char *pSignal, const char *pSlot)
 {
     const int iSignal = QSerialPort::staticMetaObject.indexOfSignal(pSignal);
     const int iSlot = MainWindow::staticMetaObject.indexOfSlot(pSlot);

@@ -1,30 +1,34 @@
-#ifndef TESTS_SUPPORT_READERWINDOW_H
-#define TESTS_SUPPORT_READERWINDOW_H
+#ifndef TESTS_SUPPORT_READERTEST_H
+#define TESTS_SUPPORT_READERTEST_H
 
-#include <QByteArray>
+#include "emulatedreader.h"
+#include "quiettest.h"
+
+#include "window/mainwindow.h"
+
 #include <QScopedPointer>
-#include <QStringList>
 
-class EmulatedPorts;
-class MainWindow;
 class QCheckBox;
-class QSerialPort;
 class QStandardItemModel;
 class QTreeView;
 
-/// A machine with emulated ports and, from open() to close(), the window on it.
-class ReaderWindow
+/// A test on a machine whose serial ports are emulated, without any at the beginning of a function,
+/// and from openWindow() to closeWindow() with the window on it.
+class ReaderTest : public QuietTest
 {
-public:
-    ReaderWindow();
-    ~ReaderWindow();
-    ReaderWindow(const ReaderWindow &) = delete;
-    ReaderWindow &operator=(const ReaderWindow &) = delete;
+    Q_OBJECT
+
+protected:
+    void setUp() override;
+    void tearDown() override;
 
     EmulatedPorts *ports() const { return m_pPorts.data(); }
     /// Makes the window, which looks for a reader at once.
-    void open();
-    void close();
+    void openWindow() { m_pWindow.reset(new MainWindow); }
+    void closeWindow() { m_pWindow.reset(); }
+    /// With a reader that is plugged in, and no traces in the log; returns the reader's port.
+    QString openWindowWithReader();
+
     MainWindow *window() const { return m_pWindow.data(); }
     QSerialPort *port() const;
     QCheckBox *box() const;
@@ -50,4 +54,4 @@ private:
 /// The open descriptors of this process.
 int openDescriptors();
 
-#endif // TESTS_SUPPORT_READERWINDOW_H
+#endif // TESTS_SUPPORT_READERTEST_H

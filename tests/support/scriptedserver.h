@@ -4,6 +4,7 @@
 #include <QByteArray>
 #include <QHash>
 #include <QList>
+#include <QMetaType>
 #include <QTcpServer>
 
 #include <functional>
@@ -85,5 +86,7 @@ private:
     qint64 m_iBytesReceived = 0;
     int m_iConnections = 0;
 };
+
+Q_DECLARE_METATYPE(ScriptedServer::Behaviour)
 
 #endif // TESTS_SUPPORT_SCRIPTEDSERVER_H

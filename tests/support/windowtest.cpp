@@ -101,21 +101,9 @@ QSslCertificate testCa()
     return QSslCertificate::fromPath(TEST_CERTIFICATES "/ca.pem").value(0);
 }
 
-QStringList infoLog()
+void startLog()
 {
-    QMutexLocker locker(&processLog().mutex);
-    return processLog().infos;
-}
-
-QStringList warningLog()
-{
-    QMutexLocker locker(&processLog().mutex);
-    return processLog().warnings;
-}
-
-void clearLog()
-{
-    // QtTest puts a handler of its own in place when it starts, so this is done in every init().
+    // QtTest puts a handler of its own in place when it starts, so this is done for every function.
     const QtMessageHandler pReplaced = qInstallMessageHandler(keepMessage);
     if (pReplaced != keepMessage)
         g_pPreviousHandler = pReplaced;
@@ -123,6 +111,24 @@ void clearLog()
     QMutexLocker locker(&processLog().mutex);
     processLog().infos.clear();
     processLog().warnings.clear();
+}
+
+QStringList infoLog()
+{
+    QMutexLocker locker(&processLog().mutex);
+    return processLog().infos;
+}
+
+void clearInfoLog()
+{
+    QMutexLocker locker(&processLog().mutex);
+    processLog().infos.clear();
+}
+
+QStringList warningLog()
+{
+    QMutexLocker locker(&processLog().mutex);
+    return processLog().warnings;
 }
 
 bool SeenBox::operator==(const SeenBox &other) const

@@ -34,15 +34,19 @@ void setExtraCaCertificates(const QList<QSslCertificate> &certificates);
 /// The CA that signed the scripted server's "trusted" certificate.
 QSslCertificate testCa();
 
-// The log, collected from the first clearLog() on: call it in every init().
+// The log of a test's function
 
-/// Info messages since the last clearLog(), as they would be printed.
+/// Empties it; what is said from now on is kept.
+void startLog();
+/// Info messages since it was started or cleared of them, as they would be printed.
 QStringList infoLog();
-/// Messages above info level since the last clearLog(). A misspelled connection is one of these.
+void clearInfoLog();
+/// Messages above info level; nothing but a new start takes them away.
 QStringList warningLog();
-void clearLog();
 
 // Message boxes
+
+Q_DECLARE_METATYPE(QMessageBox::StandardButton)
 
 /// What a message box showed.
 struct SeenBox
