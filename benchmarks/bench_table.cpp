@@ -1,5 +1,4 @@
-// How long the table behind a reply takes, and what it keeps of the heap, against the same items in
-// a model that nobody looks at.
+// How long the table behind a reply takes, against the same items in a model that nobody looks at.
 //
 // Window and bare work take turns, so that what else the machine does hits both. Measured is from
 // the finished reply to the painted table. The transfer is in neither, and neither is the freeing
@@ -13,30 +12,7 @@
 #include <QApplication>
 #include <QStandardItemModel>
 
-#include <cstdio>
-
-#if defined(__GLIBC__)
-#include <malloc.h>
-#endif
-
 namespace {
-#if defined(__GLIBC__)
-constexpr bool HeapIsCounted = true;
-
-qint64 heapInUse() // bytes
-{
-    const struct mallinfo2 heap = mallinfo2();
-    return qint64(heap.uordblks) + qint64(heap.hblkhd);
-}
-#else
-constexpr bool HeapIsCounted = false;
-
-qint64 heapInUse()
-{
-    return 0;
-}
-#endif
-
 double millisecondsToClear(QStandardItemModel *pModel)
 {
     QElapsedTimer timer;
@@ -48,9 +24,12 @@ double millisecondsToClear(QStandardItemModel *pModel)
 double millisecondsToBuild(QStandardItemModel *pModel, const QByteArray &baReply)
 {
     QElapsedTimer timer;
+    beginCounting();
     timer.start();
     buildBareTable(pModel, baReply);
-    return millisecondsSince(timer);
+    const double milliseconds = millisecondsSince(timer);
+    endCounting("bare work");
+    return milliseconds;
 }
 
 void measureTimes(int iTrackers, int iRuns)
@@ -77,34 +56,6 @@ void measureTimes(int iTrackers, int iRuns)
     printRow("the same with its transfer", iTrackers, withTransfer);
     printRow("old table freed", iTrackers, freed);
 }
-
-void measureHeap(int iTrackers)
-{
-    ShownWindow shown(iTrackers);
-    shown.load(); // what is made once is there from now on
-    shown.model()->clear();
-    QCoreApplication::processEvents();
-    const auto bytesEach = [&](qint64 iBefore) {
-        return QList<double>{double(heapInUse() - iBefore) / iTrackers};
-    };
-
-    Figures once;
-    Figures rebuilt;
-    const qint64 iEmpty = heapInUse();
-    shown.load();
-    once.program = bytesEach(iEmpty);
-    shown.load();
-    rebuilt.program = bytesEach(iEmpty);
-
-    QStandardItemModel bareModel;
-    const qint64 iBefore = heapInUse();
-    buildBareTable(&bareModel, shown.reply());
-    once.bare = bytesEach(iBefore);
-    buildBareTable(&bareModel, shown.reply());
-    rebuilt.bare = bytesEach(iBefore);
-    printRow("table shown", iTrackers, once);
-    printRow("table rebuilt", iTrackers, rebuilt);
-}
 } // namespace
 
 int main(int argc, char *argv[])
@@ -115,13 +66,5 @@ int main(int argc, char *argv[])
     printHead("milliseconds");
     for (int iTrackers : plan.sizes)
         measureTimes(iTrackers, plan.runs);
-    std::printf("\n");
-    if (HeapIsCounted) {
-        printHead("heap bytes a tracker");
-        for (int iTrackers : plan.sizes)
-            measureHeap(iTrackers);
-    } else {
-        std::printf("This C library does not count the heap.\n");
-    }
     return 0;
 }

@@ -8,6 +8,7 @@
 #include <QCommandLineParser>
 #include <QEvent>
 #include <QMetaObject>
+#include <QTimer>
 #include <QWidget>
 
 #include <algorithm>
@@ -15,7 +16,17 @@
 #include <cstdlib>
 #include <utility>
 
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#else
+#define CALLGRIND_TOGGLE_COLLECT
+#define CALLGRIND_ZERO_STATS
+#define CALLGRIND_DUMP_STATS_AT(pWhat) Q_UNUSED(pWhat)
+#endif
+
 namespace {
+constexpr int PaintLimitMs = 600000; // the largest table, under a profiler
+
 Traces g_traces;
 
 void countTrace(QtMsgType type, const QMessageLogContext &, const QString &strMessage)
@@ -36,15 +47,19 @@ int positive(const QString &strNumber)
     return iNumber;
 }
 
+QByteArray figure(double value)
+{
+    return QByteArray::number(value, 'f', value < 1 ? 3 : 1);
+}
+
 /// "min / median / max", or a dash where nothing was measured.
 QByteArray spread(QList<double> values)
 {
     if (values.isEmpty())
         return "-";
     std::sort(values.begin(), values.end());
-    return QByteArray::number(values.first(), 'f', 1) + " / " +
-           QByteArray::number(values.at(values.size() / 2), 'f', 1) + " / " +
-           QByteArray::number(values.last(), 'f', 1);
+    return figure(values.first()) + " / " + figure(values.at(values.size() / 2)) + " / " +
+           figure(values.last());
 }
 
 double median(QList<double> values)
@@ -91,6 +106,18 @@ void giveUp(const char *pWhy)
     std::exit(1);
 }
 
+void beginCounting()
+{
+    CALLGRIND_ZERO_STATS;
+    CALLGRIND_TOGGLE_COLLECT;
+}
+
+void endCounting(const char *pWhat)
+{
+    CALLGRIND_TOGGLE_COLLECT;
+    CALLGRIND_DUMP_STATS_AT(pWhat);
+}
+
 double millisecondsSince(const QElapsedTimer &timer)
 {
     constexpr double NanosecondsPerMillisecond = 1e6;
@@ -101,6 +128,12 @@ PaintWatch::PaintWatch(QWidget *pWidget, std::function<bool()> condition) :
     m_condition(std::move(condition))
 {
     pWidget->installEventFilter(this);
+}
+
+void PaintWatch::wait()
+{
+    QTimer::singleShot(PaintLimitMs, &m_loop, [] { giveUp("nothing was painted"); });
+    m_loop.exec();
 }
 
 bool PaintWatch::eventFilter(QObject *pWatched, QEvent *pEvent)
@@ -124,7 +157,8 @@ void printRow(const QString &strWhat, int iTrackers, const Figures &figures)
         figures.bare.isEmpty()
             ? "-"
             : QByteArray::number(median(figures.program) / median(figures.bare), 'f', 2);
-    std::printf("| %s | %d | %s | %s | %s |\n", qPrintable(strWhat), iTrackers,
+    const QByteArray baTrackers = iTrackers == 0 ? "-" : QByteArray::number(iTrackers);
+    std::printf("| %s | %s | %s | %s | %s |\n", qPrintable(strWhat), baTrackers.constData(),
                 spread(figures.program).constData(), spread(figures.bare).constData(),
                 baRatio.constData());
     std::fflush(stdout);

@@ -40,15 +40,20 @@ Traces takeTraces();
 /// Ends the program: what it compares is not comparable.
 [[noreturn]] void giveUp(const char *pWhy);
 
+/// What a profiler counts, where one was asked not to begin on its own: profile.py.
+void beginCounting();
+void endCounting(const char *pWhat);
+
 double millisecondsSince(const QElapsedTimer &timer);
 
-/// Ends its wait with the first paint of a widget for which a condition holds.
+/// Ends its wait with the first paint of a widget for which a condition holds, and the program
+/// where none comes.
 class PaintWatch : public QObject
 {
 public:
     PaintWatch(QWidget *pWidget, std::function<bool()> condition);
 
-    void wait() { m_loop.exec(); }
+    void wait();
 
 protected:
     bool eventFilter(QObject *pWatched, QEvent *pEvent) override;
@@ -67,6 +72,7 @@ struct Figures
 
 /// One table in Markdown on standard output. The ratio is that of the medians.
 void printHead(const char *pUnit);
+/// iTrackers is 0 where there is no table.
 void printRow(const QString &strWhat, int iTrackers, const Figures &figures);
 
 #endif // BENCHMARKS_MEASURE_H

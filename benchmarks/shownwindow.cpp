@@ -53,12 +53,15 @@ TableTimes ShownWindow::load()
     // Comes right before finished(), to which the window was connected first.
     QObject::connect(pReply, &QIODevice::readChannelFinished, pReply, [&] {
         takeTraces();
+        beginCounting();
         arrived.start();
     });
     watch.wait();
+    const TableTimes times{millisecondsSince(sent), millisecondsSince(arrived)};
+    endCounting("program");
     if (!arrived.isValid())
         giveUp("the table was painted before its reply arrived");
-    return {millisecondsSince(sent), millisecondsSince(arrived)};
+    return times;
 }
 
 void ShownWindow::click(const char *pName) const
