@@ -8,6 +8,7 @@ import sqlite3
 import time
 import unittest
 from contextlib import closing
+from typing import Any
 
 from support import ACTIVATE, FORM, PASSWORD, ServiceTestCase, encode
 
@@ -15,7 +16,7 @@ FREE = "2310520"
 
 
 class DatabaseTestCase(ServiceTestCase):
-    def book(self, serial: str) -> tuple[int, dict]:
+    def book(self, serial: str) -> tuple[int, Any]:
         period = json.dumps([{"deviceSn": serial, "start": "2026-05-01", "days": "7"}])
         status, _, reply = self.user.request("POST", ACTIVATE, encode({"posted": period}),
                                              {"Content-Type": FORM})
