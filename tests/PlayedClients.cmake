@@ -14,8 +14,8 @@ endmacro()
 # The program as operators get it; only the sources that follow, which say what service it asks and
 # what CA it trusts, are the tests'.
 function(veltrano_add_played_client name)
-    add_executable(${name} "${PROJECT_SOURCE_DIR}/app/main.cpp" ${ARGN})
-    target_link_libraries(${name} PRIVATE client_core project_flags)
+    add_executable(${name} ${ARGN})
+    target_link_libraries(${name} PRIVATE client_main client_core project_flags)
     # The settings are kept under the executable's name.
     set_target_properties(${name} PROPERTIES
         ENABLE_EXPORTS ON
@@ -45,7 +45,9 @@ function(veltrano_add_local_client name ca)
         "${CMAKE_CURRENT_BINARY_DIR}/qrc_extraca.cpp")
     target_compile_definitions(${name} PRIVATE
         "VELTRANO_SERVICE_HOST=\"localhost:${port}\"" VELTRANO_WITH_EXTRA_CA)
-    set_target_properties(${name} PROPERTIES VELTRANO_PORT ${port})
+    set_target_properties(${name} PROPERTIES
+        CXX_CLANG_TIDY "" # all its sources are the program's, and looked at there
+        VELTRANO_PORT ${port})
 endfunction()
 
 # Makes a script in the build's folder of a program in the caller's: it gives the options that
