@@ -1,22 +1,17 @@
 // The cells of the table: tool tips that stay plain text, and rows as high as the framework makes
 // them, which are not measured one by one.
 
-#include "windowtest.h"
+#include "servedtest.h"
 
-#include "window/mainwindow.h"
-
-#include <QComboBox>
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QIcon>
 #include <QImage>
 #include <QKeyEvent>
 #include <QProxyStyle>
-#include <QStandardItemModel>
 #include <QStyledItemDelegate>
 #include <QTextDocument>
 #include <QToolTip>
-#include <QTreeView>
 
 #include <functional>
 
@@ -88,7 +83,7 @@ QList<int> heights(const QTreeView *pView)
 }
 
 /// Three kinds of cells in the first column, as in a group's table.
-void fill(QStandardItemModel *pModel)
+void fillTable(QStandardItemModel *pModel)
 {
     pModel->clear();
     pModel->setColumnCount(Columns);
@@ -103,14 +98,11 @@ void fill(QStandardItemModel *pModel)
 }
 } // namespace
 
-class TestTrackerDelegate : public QObject
+class TestTrackerDelegate : public ServedTest
 {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
-
     void toolTips_data();
     void toolTips();
     void toolTipOfNothing();
@@ -127,45 +119,37 @@ private slots:
     void keysStayTheViews();
 
 private:
-    QStandardItemModel *model() const
-    {
-        return qobject_cast<QStandardItemModel *>(m_pView->model());
-    }
+    void setUp() override;
+    void tearDown() override;
     bool showTip(const QString &strTip);
     void compareHeights();
     void setLetters(int iSize);
 
-    QScopedPointer<MainWindow> m_pWindow;
-    QTreeView *m_pView = nullptr;
-    QScopedPointer<QTreeView> m_pReference; // with the framework's own delegate
     QScopedPointer<CountingStyle> m_pStyle; // of both views
+    QScopedPointer<QTreeView> m_pReference; // with the framework's own delegate
 };
 
-void TestTrackerDelegate::init()
+void TestTrackerDelegate::setUp()
 {
-    clearLog();
+    ServedTest::setUp();
     m_pStyle.reset(new CountingStyle);
-    m_pWindow.reset(new MainWindow);
-    m_pView = childOf<QTreeView>(m_pWindow.data(), "treeView");
     m_pReference.reset(new QTreeView);
-    m_pReference->setModel(m_pView->model());
-    for (QTreeView *pView : {m_pView, m_pReference.data()}) {
+    m_pReference->setModel(model());
+    for (QTreeView *pView : {view(), m_pReference.data()}) {
         pView->setStyle(m_pStyle.data());
         pView->setIconSize(QSize(LightSize, LightSize));
         pView->resize(400, 100);
     }
-    m_pWindow->show();
+    window()->show();
     m_pReference->show();
-    fill(model());
-    clearLog();
+    fillTable(model());
 }
 
-void TestTrackerDelegate::cleanup()
+void TestTrackerDelegate::tearDown()
 {
     m_pReference.reset();
-    m_pWindow.reset();
+    ServedTest::tearDown();
     m_pStyle.reset();
-    QCOMPARE(warningLog(), QStringList());
 }
 
 void TestTrackerDelegate::toolTips_data()
@@ -187,10 +171,10 @@ bool TestTrackerDelegate::showTip(const QString &strTip)
     auto *pItem = new QStandardItem("1000001");
     pItem->setToolTip(strTip);
     model()->appendRow(pItem);
-    m_pWindow->show();
-    const QPoint point = m_pView->visualRect(pItem->index()).center();
-    QHelpEvent event(QEvent::ToolTip, point, m_pView->viewport()->mapToGlobal(point));
-    QCoreApplication::sendEvent(m_pView->viewport(), &event);
+    window()->show();
+    const QPoint point = view()->visualRect(pItem->index()).center();
+    QHelpEvent event(QEvent::ToolTip, point, view()->viewport()->mapToGlobal(point));
+    QCoreApplication::sendEvent(view()->viewport(), &event);
     return event.isAccepted();
 }
 
@@ -215,33 +199,33 @@ void TestTrackerDelegate::toolTipOfNothing()
 
 void TestTrackerDelegate::compareHeights()
 {
-    m_pView->doItemsLayout();
+    view()->doItemsLayout();
     m_pReference->doItemsLayout();
-    QCOMPARE(heights(m_pView), heights(m_pReference.data()));
+    QCOMPARE(heights(view()), heights(m_pReference.data()));
 }
 
 void TestTrackerDelegate::measuredOnceForAKind()
 {
     constexpr int Kinds = 5; // three lights, the other columns, nothing else
-    m_pView->doItemsLayout();
+    view()->doItemsLayout();
     m_pStyle->m_iMeasured = 0;
     compareHeights();
     // What the framework measures for the other view, and no more for ours.
     QCOMPARE(m_pStyle->m_iMeasured, Rows * Columns);
-    m_pView->setStyle(QApplication::style());
-    m_pView->setStyle(m_pStyle.data());
+    view()->setStyle(QApplication::style());
+    view()->setStyle(m_pStyle.data());
     m_pStyle->m_iMeasured = 0;
-    QCOMPARE(heights(m_pView).size(), Rows);
+    QCOMPARE(heights(view()).size(), Rows);
     QVERIFY2(m_pStyle->m_iMeasured <= Kinds, QByteArray::number(m_pStyle->m_iMeasured));
 }
 
 void TestTrackerDelegate::digitsOfTheLocale()
 {
-    m_pView->setLocale(QLocale(QLocale::Arabic, QLocale::Egypt)); // has digits of its own
+    view()->setLocale(QLocale(QLocale::Arabic, QLocale::Egypt)); // has digits of its own
     for (int iRow = 0; iRow < Rows; ++iRow)
         model()->item(iRow, 1)->setData(iRow, Qt::DisplayRole);
     m_pStyle->m_iMeasured = 0;
-    QCOMPARE(heights(m_pView).size(), Rows);
+    QCOMPARE(heights(view()).size(), Rows);
     QVERIFY2(m_pStyle->m_iMeasured >= Rows, QByteArray::number(m_pStyle->m_iMeasured));
 }
 
@@ -286,18 +270,18 @@ void TestTrackerDelegate::rowsThatDiffer()
     QFETCH(Change, change);
     QFETCH(bool, differs);
     compareHeights();
-    const int iBefore = heights(m_pView).at(ChangedRow);
+    const int iBefore = heights(view()).at(ChangedRow);
     change(model());
     compareHeights();
     if (differs)
-        QVERIFY(heights(m_pView).at(ChangedRow) != iBefore);
+        QVERIFY(heights(view()).at(ChangedRow) != iBefore);
 }
 
 void TestTrackerDelegate::setLetters(int iSize)
 {
     QFont font;
     font.setPixelSize(iSize);
-    for (QTreeView *pView : {m_pView, m_pReference.data()})
+    for (QTreeView *pView : {view(), m_pReference.data()})
         pView->setFont(font);
 }
 
@@ -314,17 +298,17 @@ void TestTrackerDelegate::noTexts()
         }
     }
     compareHeights();
-    QVERIFY(heights(m_pView).at(ChangedRow) < heights(m_pView).at(0));
+    QVERIFY(heights(view()).at(ChangedRow) < heights(view()).at(0));
 }
 
 void TestTrackerDelegate::longTexts()
 {
     setLetters(400); // pixels: a text of 50,000 letters is wider than any line can be then
     compareHeights();
-    const int iBefore = heights(m_pView).at(ChangedRow);
+    const int iBefore = heights(view()).at(ChangedRow);
     model()->item(ChangedRow, 1)->setText(QString("word ").repeated(10000));
     compareHeights();
-    QVERIFY(heights(m_pView).at(ChangedRow) > iBefore);
+    QVERIFY(heights(view()).at(ChangedRow) > iBefore);
 }
 
 void TestTrackerDelegate::whatTheViewSets_data()
@@ -354,11 +338,11 @@ void TestTrackerDelegate::whatTheViewSets()
 {
     QFETCH(ViewChange, change);
     compareHeights();
-    const QList<int> before = heights(m_pView);
-    for (QTreeView *pView : {m_pView, m_pReference.data()})
+    const QList<int> before = heights(view());
+    for (QTreeView *pView : {view(), m_pReference.data()})
         change(pView);
     compareHeights();
-    QVERIFY(heights(m_pView) != before);
+    QVERIFY(heights(view()) != before);
 }
 
 void TestTrackerDelegate::widthsAreMeasured()
@@ -367,9 +351,9 @@ void TestTrackerDelegate::widthsAreMeasured()
     model()->item(0, 1)->setText("a name that is far longer than all of the others");
     for (int iColumn = 0; iColumn < Columns - 1; ++iColumn) { // the last one takes what is left
         // As a double click on the header's edge does.
-        m_pView->resizeColumnToContents(iColumn);
+        view()->resizeColumnToContents(iColumn);
         m_pReference->resizeColumnToContents(iColumn);
-        QCOMPARE(m_pView->columnWidth(iColumn), m_pReference->columnWidth(iColumn));
+        QCOMPARE(view()->columnWidth(iColumn), m_pReference->columnWidth(iColumn));
     }
 }
 
@@ -378,7 +362,7 @@ void TestTrackerDelegate::keysStayTheViews()
     // A delegate takes these from its editors.
     for (int iKey : {Qt::Key_Tab, Qt::Key_Backtab, Qt::Key_Return, Qt::Key_Escape}) {
         QKeyEvent key(QEvent::KeyPress, iKey, Qt::NoModifier);
-        QVERIFY(!m_pView->itemDelegate()->eventFilter(m_pView, &key));
+        QVERIFY(!view()->itemDelegate()->eventFilter(view(), &key));
     }
 }
 
