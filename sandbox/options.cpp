@@ -54,15 +54,14 @@ Failure failure(const std::string &text)
     return *result;
 }
 
-bool setFlag(Options &options, const std::string &name)
+/// Null where no option without a value has that name.
+bool *flagOf(Options &options, const std::string &name)
 {
-    const bool help = name == "--help" || name == "-h";
-    const bool reset = name == "--reset";
-    const bool makeAuthority = name == "--make-ca";
-    options.help = options.help || help;
-    options.reset = options.reset || reset;
-    options.makeAuthorityOnly = options.makeAuthorityOnly || makeAuthority;
-    return help || reset || makeAuthority;
+    if (name == "--help" || name == "-h")
+        return &options.help;
+    if (name == "--reset")
+        return &options.reset;
+    return name == "--make-ca" ? &options.makeAuthorityOnly : nullptr;
 }
 
 bool takesValue(const std::string &name)
@@ -107,7 +106,9 @@ Options optionsFrom(const std::vector<std::string> &arguments)
                 ++i;
                 setValue(options, name, i < arguments.size() ? arguments[i] : std::string());
             }
-        } else if (!setFlag(options, arguments[i])) {
+        } else if (bool *flag = flagOf(options, arguments[i])) {
+            *flag = true;
+        } else {
             throw UsageError("There is no option " + inQuotes(arguments[i]) +
                              "; --help lists them all.");
         }

@@ -64,19 +64,8 @@ private:
     Connections &m_connections;
 };
 
-void setUp(httplib::SSLServer &listener, Connections &connections)
-{
-    listener.set_tcp_nodelay(true);
-    listener.set_keep_alive_timeout(IdleSeconds);
-    listener.set_keep_alive_max_count(RequestsPerConnection);
-    listener.set_read_timeout(ReadSeconds);
-    listener.set_payload_max_length(MaxBody);
-    listener.new_task_queue = [&connections] {
-        return new Workers(connections);
-    };
-}
-
-std::unique_ptr<httplib::SSLServer> newServer(const CertificatePaths &certificates)
+std::unique_ptr<httplib::SSLServer> newServer(const CertificatePaths &certificates,
+                                              Connections &connections)
 {
     auto server = std::make_unique<httplib::SSLServer>([&certificates](SSL_CTX &context) {
         Connections::watch(context);
@@ -88,6 +77,14 @@ std::unique_ptr<httplib::SSLServer> newServer(const CertificatePaths &certificat
     });
     if (!server->is_valid())
         throw std::runtime_error("The certificate " + certificates.server + " cannot be used.");
+    server->set_tcp_nodelay(true);
+    server->set_keep_alive_timeout(IdleSeconds);
+    server->set_keep_alive_max_count(RequestsPerConnection);
+    server->set_read_timeout(ReadSeconds);
+    server->set_payload_max_length(MaxBody);
+    server->new_task_queue = [&connections] {
+        return new Workers(connections);
+    };
     return server;
 }
 } // namespace
@@ -95,9 +92,9 @@ std::unique_ptr<httplib::SSLServer> newServer(const CertificatePaths &certificat
 /// What listens on one address.
 struct HttpsServer::Listener
 {
-    explicit Listener(const CertificatePaths &certificates) : server(newServer(certificates))
+    explicit Listener(const CertificatePaths &certificates) :
+        server(newServer(certificates, connections))
     {
-        setUp(*server, connections);
         server->set_socket_options([this](socket_t made) {
             // The library's own choice would let a second sandbox share the port in silence.
             const int yes = 1;
