@@ -49,6 +49,7 @@ foreach(name IN ITEMS
         tst_details
         tst_exit
         tst_form
+        tst_formkeys
         tst_groups
         tst_keyboard
         tst_login

@@ -36,7 +36,6 @@ private slots:
     void refusalIsPlainText();
     void refusalLeavesStoredUser();
     void returnInPasswordField();
-    void returnInUserFieldDoesNothing();
     void returnSendsAgainWhileUnderWay();
     void refusedSecondLogin();
     void acceptedBehindTheBox();
@@ -335,17 +334,6 @@ void TestLogin::returnInPasswordField()
     QCOMPARE(server()->requests().first().body,
              QByteArray("email=nora@club.example&password=secret"));
     QVERIFY(!widget<QPushButton>("loginButton")->isEnabled());
-}
-
-void TestLogin::returnInUserFieldDoesNothing()
-{
-    window()->show();
-    QTest::keyClick(widget<QLineEdit>("userLineEdit"), Qt::Key_Return);
-    QVERIFY(widget<QPushButton>("loginButton")->isEnabled());
-    // A request that follows is the first that arrives.
-    QTest::mouseClick(widget<QAbstractButton>("buttonRefresh"), Qt::LeftButton);
-    QTRY_COMPARE(requestCount(), 1);
-    QCOMPARE(server()->requests().first().path(), QByteArray("/bsGetMyGroups.php"));
 }
 
 void TestLogin::returnSendsAgainWhileUnderWay()

@@ -4,6 +4,7 @@
 #include "servedtest.h"
 
 #include <QAbstractButton>
+#include <QMetaProperty>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QSignalSpy>
@@ -50,6 +51,24 @@ QString ServedTest::shownText(const char *pName) const
 void ServedTest::click(const char *pName) const
 {
     widget<QAbstractButton>(pName)->click();
+}
+
+QStringList ServedTest::windowState() const
+{
+    QStringList state;
+    const QList<QWidget *> widgets = m_pWindow->findChildren<QWidget *>();
+    for (const QWidget *pWidget : widgets) {
+        const QMetaObject *pClass = pWidget->metaObject();
+        for (int i = 0; i < pClass->propertyCount(); ++i)
+            state << pWidget->objectName() + '.' + pClass->property(i).name() + '=' +
+                         pClass->property(i).read(pWidget).toString();
+        state << (pWidget->isHidden() ? "hidden" : "not hidden");
+    }
+    for (int iRow = 0; iRow < model()->rowCount(); ++iRow) {
+        for (int iColumn = 0; iColumn < model()->columnCount(); ++iColumn)
+            state << model()->index(iRow, iColumn).data().toString();
+    }
+    return state;
 }
 
 void ServedTest::fill(const QByteArray &baTrackers)

@@ -46,6 +46,8 @@ protected:
     /// What a label, a button or a field shows.
     QString shownText(const char *pName) const;
     void click(const char *pName) const;
+    /// Every property of every widget that can be written down, and the table.
+    QStringList windowState() const;
 
     /// Two groups, the first of them current, and its trackers: JSON objects with commas between.
     void fill(const QByteArray &baTrackers);
