@@ -7,6 +7,7 @@
 #include <QMetaProperty>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QRegularExpression>
 #include <QSignalSpy>
 
 namespace {
@@ -130,6 +131,19 @@ QByteArray ServedTest::onlyRequest(const QByteArray &baPath) const
     if (requests.size() != 1)
         return QByteArray::number(requests.size()) + " requests";
     return requests.first().head + requests.first().body;
+}
+
+QStringList logOfWholeReplies()
+{
+    static const QRegularExpression report("^\\d+ : \\d+$");
+    QStringList lines = infoLog();
+    for (int i = lines.size() - 1; i > 0; --i) {
+        const bool bReports =
+            report.match(lines.at(i)).hasMatch() && report.match(lines.at(i - 1)).hasMatch();
+        if (bReports && lines.at(i).section(' ', 2) == lines.at(i - 1).section(' ', 2))
+            lines.removeAt(i - 1);
+    }
+    return lines;
 }
 
 SeenBox questionBox(const QString &strText)

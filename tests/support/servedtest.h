@@ -76,6 +76,10 @@ private:
     QHash<QByteArray, int> m_served;
 };
 
+/// The log with one report of each reply's progress, the last one: a reply arrives in any number of
+/// pieces, and each may be reported.
+QStringList logOfWholeReplies();
+
 /// The question that goes before every command on ticked trackers.
 SeenBox questionBox(const QString &strText);
 
