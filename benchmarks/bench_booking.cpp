@@ -44,5 +44,5 @@ int main(int argc, char *argv[])
     printHead("milliseconds");
     for (int iTrackers : plan.sizes)
         measureBooking(iTrackers, plan.runs);
-    return 0;
+    return endTestProcess(0);
 }

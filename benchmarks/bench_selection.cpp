@@ -129,5 +129,5 @@ int main(int argc, char *argv[])
     printHead("milliseconds");
     for (int iTrackers : plan.sizes)
         measureTable(iTrackers, plan.runs);
-    return 0;
+    return endTestProcess(0);
 }

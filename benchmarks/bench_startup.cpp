@@ -63,5 +63,5 @@ int main(int argc, char *argv[])
     printHead("milliseconds");
     measureProcesses(plan.runs);
     measureFurtherWindows(plan.runs);
-    return 0;
+    return endTestProcess(0);
 }

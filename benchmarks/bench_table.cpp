@@ -66,5 +66,5 @@ int main(int argc, char *argv[])
     printHead("milliseconds");
     for (int iTrackers : plan.sizes)
         measureTimes(iTrackers, plan.runs);
-    return 0;
+    return endTestProcess(0);
 }

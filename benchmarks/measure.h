@@ -40,7 +40,7 @@ Traces takeTraces();
 /// Ends the program: what it compares is not comparable.
 [[noreturn]] void giveUp(const char *pWhy);
 
-/// What a profiler counts, where one was asked not to begin on its own: profile.py.
+/// What a profiler counts, where one was asked not to begin on its own: instructions.py.
 void beginCounting();
 void endCounting(const char *pWhat);
 

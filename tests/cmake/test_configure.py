@@ -101,7 +101,8 @@ class TestConfigure(unittest.TestCase):
                           "mutation's tests. Missing: Python 3.9",
                           "packaging checks. Missing: Python 3.9",
                           "protocol checks. Missing: Python 3.9, PyYAML",
-                          "soak. Missing: Python 3.9", "failing calls. Missing: the soak"])
+                          "soak. Missing: Python 3.9", "failing calls. Missing: the soak",
+                          "benchmarks' document. Missing: Python 3.9"])
 
     def test_no_debugger(self) -> None:
         self.assertEqual(self.left_out("-DGDB_PROGRAM=0"), ["failing calls. Missing: gdb"])
