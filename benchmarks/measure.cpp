@@ -86,6 +86,7 @@ Plan beginMeasuring(const QList<int> &sizes, int iRuns)
         for (const QString &strNumber : numbers)
             plan.sizes << positive(strNumber);
     }
+    keepScreenReachable();
     qInstallMessageHandler(countTrace);
     return plan;
 }

@@ -22,8 +22,8 @@ struct Plan
     int runs = 0;
 };
 
-/// Settings of its own, and a log that is formatted, counted and thrown away. Reads the options
-/// --sizes and --runs; needs the application object.
+/// The log is formatted, counted and thrown away from here on. Reads the options --sizes and --runs,
+/// for which there must be an application object.
 Plan beginMeasuring(const QList<int> &sizes, int iRuns);
 
 struct Traces
