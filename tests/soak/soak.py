@@ -38,11 +38,11 @@ from pathlib import Path
 
 import memcheck
 from clientprocess import Failure
-from measure import PER, Sample, Slope, Verdict, latencies, slope, typical, warmed_up
 from mix import Mix
 from proxy import Proxy
 from sandbox import Sandbox
 from sandboxprocess import SandboxLost
+from slopes import PER, Sample, Slope, Verdict, latencies, slope, typical, warmed_up
 from soakclient import Client, environment
 
 STEADY, GROWS, UNKNOWN = 0, 1, 2
