@@ -114,33 +114,22 @@ QStringList namedChildren(const QObject *pParent)
     return names;
 }
 
-template <typename Widget>
-QWidget *makeWidget(QWidget *pParent)
+/// A widget of the class, which is one of the given ones, as the framework makes it.
+template <typename Widget, typename... Others>
+QWidget *makeOneOf(const QMetaObject *pClass, QWidget *pParent)
 {
-    return new Widget(pParent);
+    if (pClass == &Widget::staticMetaObject)
+        return new Widget(pParent);
+    if constexpr (sizeof...(Others) > 0)
+        return makeOneOf<Others...>(pClass, pParent);
+    qFatal("the form has a %s, too", pClass->className());
 }
 
-/// A widget of the class as the framework makes it.
-QWidget *freshWidget(const QString &strClass, QWidget *pParent)
+QWidget *freshWidget(const QMetaObject *pClass, QWidget *pParent)
 {
-    using Maker = QWidget *(*)(QWidget *);
-    static const QHash<QString, Maker> makers{{"QWidget", makeWidget<QWidget>},
-                                              {"QComboBox", makeWidget<QComboBox>},
-                                              {"QCheckBox", makeWidget<QCheckBox>},
-                                              {"QCalendarWidget", makeWidget<QCalendarWidget>},
-                                              {"QPushButton", makeWidget<QPushButton>},
-                                              {"QLabel", makeWidget<QLabel>},
-                                              {"QLineEdit", makeWidget<QLineEdit>},
-                                              {"QFrame", makeWidget<QFrame>},
-                                              {"QDialogButtonBox", makeWidget<QDialogButtonBox>},
-                                              {"QSpinBox", makeWidget<QSpinBox>},
-                                              {"QToolButton", makeWidget<QToolButton>},
-                                              {"QTreeView", makeWidget<QTreeView>},
-                                              {"QProgressBar", makeWidget<QProgressBar>},
-                                              {"QMenuBar", makeWidget<QMenuBar>},
-                                              {"QToolBar", makeWidget<QToolBar>},
-                                              {"QStatusBar", makeWidget<QStatusBar>}};
-    return makers.value(strClass)(pParent);
+    return makeOneOf<QWidget, QComboBox, QCheckBox, QCalendarWidget, QPushButton, QLabel, QLineEdit,
+                     QFrame, QDialogButtonBox, QSpinBox, QToolButton, QTreeView, QProgressBar,
+                     QMenuBar, QToolBar, QStatusBar>(pClass, pParent);
 }
 
 /// What follows from a widget's place or name, or from another property.
@@ -191,7 +180,7 @@ QString written(const QMetaProperty &property, const QVariant &value)
 QString settingsOf(const QWidget *pWidget)
 {
     QWidget parent;
-    const QWidget *pFresh = freshWidget(pWidget->metaObject()->className(), &parent);
+    const QWidget *pFresh = freshWidget(pWidget->metaObject(), &parent);
     QStringList settings;
     for (int i = 0; i < pWidget->metaObject()->propertyCount(); ++i) {
         const QMetaProperty property = pWidget->metaObject()->property(i);
