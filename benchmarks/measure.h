@@ -22,8 +22,8 @@ struct Plan
     int runs = 0;
 };
 
-/// The log is formatted, counted and thrown away from here on. Reads the options --sizes and --runs,
-/// for which there must be an application object.
+/// The log is formatted, counted and thrown away from here on. Reads the options --sizes and
+/// --runs, for which there must be an application object.
 Plan beginMeasuring(const QList<int> &sizes, int iRuns);
 
 struct Traces
