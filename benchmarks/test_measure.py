@@ -68,7 +68,9 @@ class TestRun(unittest.TestCase):
                  "--write", str(file)],
                 text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
             cls.output, cls.code = done.stdout, done.returncode
-            cls.document = file.read_text(encoding="utf-8") if file.exists() else ""
+            if not file.exists():
+                raise AssertionError(f"no document was written:\n{cls.output}")
+            cls.document = file.read_text(encoding="utf-8")
 
     def test_every_program_printed_rows(self) -> None:
         for name, title, _ in measure.SECTIONS:
