@@ -64,7 +64,10 @@ class ClientProcess:
 
     def ask(self, question: str) -> dict[str, Any]:
         if self._connection is None:
-            self._connection = wait_until("the client starts", self._connect, self._start_time)
+            try:
+                self._connection = wait_until("the client starts", self._connect, self._start_time)
+            except Failure as failure:
+                raise ClientLost(f"{failure} {self.end_of_log()}") from failure
             self._answers = self._connection.makefile("rb")
         try:
             self._connection.sendall(question.encode() + b"\n")
@@ -81,7 +84,7 @@ class ClientProcess:
     def _connect(self) -> socket.socket | None:
         if not self.running:
             raise ClientLost(f"The client ended with code {self.process.returncode} instead of "
-                             f"starting. {self.end_of_log()}")
+                             "starting.")
         connection = socket.socket(socket.AF_UNIX)
         connection.settimeout(self._answer_time)
         try:
