@@ -25,7 +25,7 @@ void ReaderTest::tearDown()
 
 QString ReaderTest::openWindowWithReader()
 {
-    const QString strPort = ports()->plug();
+    QString strPort = ports()->plug();
     openWindow();
     if (!port()->isOpen())
         qFatal("the window did not open %s", qPrintable(strPort));
