@@ -1,6 +1,3 @@
-// What all benchmarks share: which tables and how often, waiting for a paint, and the rows that
-// they print.
-
 #ifndef BENCHMARKS_MEASURE_H
 #define BENCHMARKS_MEASURE_H
 
