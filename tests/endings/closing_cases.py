@@ -125,7 +125,7 @@ class WindowManager(Opening, ScreenCase):
         """Closing the box does nothing of what it is for, and the main window stays."""
         program = self.open(name, way, window)
         program.wait("the box is active", lambda report: report["open"][0]["active"])
-        self.screen.tool("key", "alt+F4")
+        self.manager.ask_to_close(int(program.see()["open"][0]["window"]))
         program.wait("nothing else is open", lambda report: not report["open"])
         self.assertTrue(program.see()["main"]["visible"])
         self.ask_to_close(program)

@@ -204,6 +204,7 @@ QJsonArray openWindows()
         if (!pWindow->isVisible() || pWindow == mainWindow())
             continue;
         QJsonObject window{{"class", pWindow->metaObject()->className()},
+                           {"window", double(pWindow->winId())},
                            {"active", pWindow->isActiveWindow()},
                            {"title", pWindow->windowTitle()}};
         if (const auto *pBox = qobject_cast<const QMessageBox *>(pWindow))
