@@ -3,6 +3,7 @@
 #include "accessiblenames.h"
 #include "keyboard.h"
 
+#include "service/qtversions.h"
 #include "window/mainwindow.h"
 
 #include <QApplication>
@@ -38,10 +39,7 @@ private:
 int main(int argc, char *argv[])
 {
     const StandardStreams streams;
-    // Both before the application object. Without them the fonts grow on a dense screen and the
-    // window does not, and what is in it is cut.
-    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
-    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    setUpDenseScreens(); // before the application object
     const QApplication app(argc, argv);
     // Both before the window: its settings store takes its place on disk from them.
     QCoreApplication::setOrganizationName("Quillmora");

@@ -12,6 +12,8 @@
 
 #include "ui_mainwindow.h"
 
+#include "service/qtversions.h"
+
 #include <QApplication>
 #include <QFile>
 #include <QIcon>
@@ -21,18 +23,14 @@
 #include <QSerialPortInfo>
 #include <QSettings>
 #include <QSslCertificate>
-#include <QSslSocket>
 #include <QStandardItemModel>
 
 namespace {
-void addTrustAnchor(const QString &strFile)
+void addTrustAnchorOf(const QString &strFile)
 {
     QFile file(strFile);
     file.open(QIODevice::ReadOnly);
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    QSslSocket::addDefaultCaCertificate(QSslCertificate(&file, QSsl::Pem));
-    QT_WARNING_POP
+    addTrustAnchor(QSslCertificate(&file, QSsl::Pem));
 }
 
 void addSelectionButton(const QString &strText, QMainWindow *pWindow, QDialogButtonBox *pBox)
@@ -43,8 +41,7 @@ void addSelectionButton(const QString &strText, QMainWindow *pWindow, QDialogBut
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
-    QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    setUpDenseScreens();
     const QApplication app(argc, argv);
     QCoreApplication::setOrganizationName("Quillmora");
     QCoreApplication::setOrganizationDomain("quillmora.example");
@@ -58,8 +55,8 @@ int main(int argc, char *argv[])
     form.treeView->setModel(new QStandardItemModel(&window));
     addSelectionButton("Select All", &window, form.selectionBox);
     addSelectionButton("Select none", &window, form.selectionBox);
-    addTrustAnchor(":/GeoTrustGlobalCA.pem");
-    addTrustAnchor(":/RapidSSL_SHA256_CA-G3.pem");
+    addTrustAnchorOf(":/GeoTrustGlobalCA.pem");
+    addTrustAnchorOf(":/RapidSSL_SHA256_CA-G3.pem");
     new QNetworkAccessManager(&window);
     const auto *pSettings = new QSettings(&window);
     form.userLineEdit->setText(pSettings->value("lastuser", QVariant()).toString());

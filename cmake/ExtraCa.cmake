@@ -39,7 +39,7 @@ function(veltrano_add_extra_ca target file)
     file(WRITE "${folder}/extraca.qrc.new"
         "<RCC><qresource prefix=\"/\"><file>extra-ca.pem</file></qresource></RCC>\n")
     configure_file("${folder}/extraca.qrc.new" "${folder}/extraca.qrc" COPYONLY)
-    qt5_add_resources(sources "${folder}/extraca.qrc" OPTIONS --format-version 2 --no-compress)
+    veltrano_add_resources(sources "${folder}/extraca.qrc")
     target_sources(${target} PRIVATE ${sources})
     target_compile_definitions(${target} PRIVATE VELTRANO_WITH_EXTRA_CA)
 endfunction()

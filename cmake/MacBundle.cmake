@@ -15,7 +15,7 @@ set_target_properties(veltrano PROPERTIES
     MACOSX_BUNDLE_INFO_PLIST "${properties}")
 install(TARGETS veltrano BUNDLE DESTINATION . COMPONENT client)
 
-get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
+get_target_property(qmake ${QT}::qmake IMPORTED_LOCATION)
 get_filename_component(qt_programs "${qmake}" DIRECTORY)
 find_program(MACDEPLOYQT macdeployqt HINTS "${qt_programs}")
 if(NOT MACDEPLOYQT)

@@ -3,6 +3,7 @@
 #include "request.h"
 
 #include "oneshotbody.h"
+#include "qtversions.h"
 #include "servicehost.h"
 
 #include <QNetworkAccessManager>
@@ -16,11 +17,21 @@ QUrl serviceUrl(const QString &strPath)
 {
     return QUrl("https://" + serviceHost() + strPath);
 }
+
+QNetworkRequest requestFor(const QUrl &url)
+{
+    QNetworkRequest request(url);
+    // What the service does not answer itself is no answer, whoever it points to.
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::ManualRedirectPolicy);
+    setUpTransport(&request);
+    return request;
+}
 } // namespace
 
 QNetworkRequest formRequest(const QString &strPath)
 {
-    QNetworkRequest request(serviceUrl(strPath));
+    QNetworkRequest request = requestFor(serviceUrl(strPath));
     request.setHeader(QNetworkRequest::ContentTypeHeader, "application/x-www-form-urlencoded");
     return request;
 }
@@ -29,7 +40,7 @@ QNetworkRequest queryRequest(const QString &strPath, const QUrlQuery &items)
 {
     QUrl url = serviceUrl(strPath);
     url.setQuery(items);
-    return QNetworkRequest(url);
+    return requestFor(url);
 }
 
 QByteArray formBody(const QUrlQuery &items)

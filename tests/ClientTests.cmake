@@ -26,7 +26,7 @@ add_dependencies(test_support test_certificates)
 target_include_directories(test_support PUBLIC "${PROJECT_SOURCE_DIR}" support)
 target_compile_definitions(test_support PUBLIC "TEST_CERTIFICATES=\"${certificates}\"")
 target_link_libraries(test_support
-    PUBLIC Qt5::Network Qt5::SerialPort Qt5::Test Qt5::Widgets
+    PUBLIC ${QT}::Network ${QT}::SerialPort ${QT}::Test ${QT}::Widgets
     PRIVATE project_flags)
 
 function(veltrano_add_test name)
@@ -88,14 +88,14 @@ set_property(TEST tst_memory APPEND PROPERTY
 
 # Bundles that lack a file, or hold a wrong one, are made while the test runs.
 target_compile_definitions(tst_certificates PRIVATE
-    "RESOURCE_COMPILER=\"$<TARGET_FILE:Qt5::rcc>\"")
+    "RESOURCE_COMPILER=\"$<TARGET_FILE:${QT}::rcc>\"")
 
 # main() itself, under another name, so that a test can call it as often as it likes.
 veltrano_add_test(tst_startup)
 add_library(program_main OBJECT "${PROJECT_SOURCE_DIR}/app/main.cpp")
 target_compile_definitions(program_main PRIVATE main=programMain)
 set_target_properties(program_main PROPERTIES CXX_CLANG_TIDY "") # looked at in the program
-target_link_libraries(program_main PRIVATE Qt5::SerialPort Qt5::Widgets project_flags)
+target_link_libraries(program_main PRIVATE ${QT}::SerialPort ${QT}::Widgets project_flags)
 target_include_directories(program_main PRIVATE "${PROJECT_SOURCE_DIR}")
 target_link_libraries(tst_startup PRIVATE program_main)
 add_dependencies(tst_startup veltrano)
@@ -113,7 +113,7 @@ file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/two-certificates.pem"
 foreach(name IN ITEMS tst_extraca tst_no_extraca)
     add_executable(${name} tst_extraca.cpp "${PROJECT_SOURCE_DIR}/service/extraca.cpp")
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
-    target_link_libraries(${name} PRIVATE Qt5::Network Qt5::Test project_flags)
+    target_link_libraries(${name} PRIVATE ${QT}::Network ${QT}::Test project_flags)
     add_test(NAME ${name} COMMAND ${name})
 endforeach()
 set_target_properties(tst_no_extraca PROPERTIES CXX_CLANG_TIDY "") # looked at in the other

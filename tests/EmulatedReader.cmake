@@ -23,11 +23,11 @@ add_library(emulated_reader OBJECT support/emulatedreader.cpp)
 add_library(reader_test OBJECT support/readertest.cpp)
 target_include_directories(emulated_reader PUBLIC support)
 target_link_libraries(emulated_reader
-    PUBLIC Qt5::Core
+    PUBLIC ${QT}::Core
     PRIVATE PkgConfig::UMOCKDEV util project_flags)
 target_include_directories(reader_test PRIVATE "${PROJECT_SOURCE_DIR}")
 target_link_libraries(reader_test
-    PUBLIC Qt5::Network Qt5::SerialPort Qt5::Test Qt5::Widgets emulated_reader
+    PUBLIC ${QT}::Network ${QT}::SerialPort ${QT}::Test ${QT}::Widgets emulated_reader
     PRIVATE project_flags)
 
 add_executable(emulate-reader support/reader_emulator.cpp)

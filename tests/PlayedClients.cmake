@@ -36,7 +36,7 @@ function(veltrano_add_local_client name ca)
         "<RCC><qresource prefix=\"/\"><file alias=\"extra-ca.pem\">${ca}</file></qresource></RCC>\n")
     add_custom_command(
         OUTPUT qrc_extraca.cpp
-        COMMAND Qt5::rcc --name extraca --format-version 2 --no-compress
+        COMMAND ${QT}::rcc --name extraca ${VELTRANO_RESOURCE_OPTIONS}
             --output qrc_extraca.cpp extraca.qrc
         DEPENDS ${ARGN} "${CMAKE_CURRENT_BINARY_DIR}/extraca.qrc")
     veltrano_add_played_client(${name}

@@ -170,10 +170,9 @@ void TestDetails::formMembers()
 
     int iBefore = strHeader.indexOf("void setupUi");
     for (const char *pCall :
-         {"->setObjectName(QString::fromUtf8(\"EditTracker\"))", "->resize(439, 333)",
-          "buttonBox = new ", "formLayoutWidget = new ", "formLayout = new ",
-          "trackerNameLabel = new ", "trackerNameLineEdit = new ", "        retranslateUi(",
-          "SIGNAL(accepted()), EditTracker, SLOT(accept())",
+         {"->setObjectName(", "->resize(439, 333)", "buttonBox = new ", "formLayoutWidget = new ",
+          "formLayout = new ", "trackerNameLabel = new ", "trackerNameLineEdit = new ",
+          "        retranslateUi(", "SIGNAL(accepted()), EditTracker, SLOT(accept())",
           "SIGNAL(rejected()), EditTracker, SLOT(reject())", "QMetaObject::connectSlotsByName("}) {
         const int iCall = strHeader.indexOf(pCall);
         QVERIFY2(iCall > iBefore, pCall);

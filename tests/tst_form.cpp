@@ -142,9 +142,11 @@ bool isNoSettingOfItsOwn(const QMetaProperty &property)
 
 bool sameValue(const QVariant &first, const QVariant &second)
 {
-    // Icons have no comparison; whether there is one has to do here.
+    // Pictures have no comparison; whether there is one has to do here.
     if (first.userType() == QMetaType::QIcon)
         return first.value<QIcon>().isNull() == second.value<QIcon>().isNull();
+    if (first.userType() == QMetaType::QPixmap)
+        return first.value<QPixmap>().isNull() == second.value<QPixmap>().isNull();
     return first == second;
 }
 

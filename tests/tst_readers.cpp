@@ -371,8 +371,7 @@ void TestReaders::repeatedConnections()
         click();
     QVERIFY(port()->isOpen());
     QCOMPARE(takeConnections("readyRead()", "onBarCode()"), 3);
-    QCOMPARE(takeConnections("error(QSerialPort::SerialPortError)",
-                             "onBarCodeError(QSerialPort::SerialPortError)"),
+    QCOMPARE(takeConnections(PortErrorSignature, "onBarCodeError(QSerialPort::SerialPortError)"),
              3);
 }
 

@@ -522,7 +522,8 @@ private slots:
         lines.removeFirst();
         lines.removeLast();
         const QByteArray baDer = QByteArray::fromBase64(lines.join());
-        QTEST(baDer.size(), "derLength");
+        QFETCH(int, derLength);
+        QCOMPARE(baDer.size(), derLength);
         QTEST(QCryptographicHash::hash(baDer, QCryptographicHash::Sha256).toHex(), "derSum");
 
         const QList<QSslCertificate> found = QSslCertificate::fromData(baPem, QSsl::Pem);

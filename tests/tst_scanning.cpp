@@ -67,8 +67,6 @@ private:
     void setUp() override;
     void tearDown() override;
     void send(const QByteArray &baBytes) { ReaderTest::send(m_strReader, baBytes); }
-    /// As the open port's signal brings it.
-    void report(QSerialPort::SerialPortError error);
     /// As a scan brings it.
     void got(const QString &strSerialNumber);
     QStringList emitted() const;
@@ -88,11 +86,6 @@ void TestScanning::tearDown()
 {
     m_pEmitted.reset();
     ReaderTest::tearDown();
-}
-
-void TestScanning::report(QSerialPort::SerialPortError error)
-{
-    QMetaObject::invokeMethod(port(), "error", Q_ARG(QSerialPort::SerialPortError, error));
 }
 
 void TestScanning::got(const QString &strSerialNumber)
@@ -486,7 +479,7 @@ void TestScanning::errors_data()
     const auto names = QMetaEnum::fromType<QSerialPort::SerialPortError>();
     for (int i = 0; i < names.keyCount(); ++i)
         QTest::newRow(names.key(i)) << names.value(i) << QString(names.key(i));
-    QTest::newRow("9 is a resource error") << 9 << "ResourceError";
+    QTest::newRow("a resource error by its number") << ResourceErrorNumber << "ResourceError";
 }
 
 void TestScanning::errors()

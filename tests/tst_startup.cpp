@@ -1,6 +1,7 @@
 // From main() to the exit code: once inside this process, where a test can look and close the
 // window, and once with the program itself.
 
+#include "qtversions.h"
 #include "quiettest.h"
 #include "scriptedserver.h"
 
@@ -362,8 +363,7 @@ void TestStartup::windowGoesBeforeTheApplication()
 void TestStartup::denseScreens()
 {
     runProgram(closeWindow);
-    QVERIFY(QCoreApplication::testAttribute(Qt::AA_EnableHighDpiScaling));
-    QVERIFY(QCoreApplication::testAttribute(Qt::AA_UseHighDpiPixmaps));
+    QVERIFY(screensMayBeDense());
     // The framework's own; to pass fractions through would scale ordinary screens, too.
     QCOMPARE(QGuiApplication::highDpiScaleFactorRoundingPolicy(),
              Qt::HighDpiScaleFactorRoundingPolicy::Round);

@@ -2,6 +2,7 @@
 // anchors, framework and system decide together, written down as it is.
 
 #include "opensslserver.h"
+#include "qtversions.h"
 #include "quiettest.h"
 #include "scriptedserver.h"
 
@@ -278,13 +279,13 @@ void TestTls::isAccepted(const Server &server)
     BoxAnswers answers({QMessageBox::Ok});
     logIn();
     const QByteArray baBody = QByteArray("email=") + Email + "&password=" + Password;
-    const QByteArray baRequest = "POST /bslogin.php HTTP/1.1\r\nHost: " + process.host() +
-                                 "\r\nContent-Type: application/x-www-form-urlencoded"
-                                 "\r\nContent-Length: " +
-                                 QByteArray::number(baBody.size()) +
-                                 "\r\nConnection: Keep-Alive\r\nAccept-Encoding: gzip, deflate\r\n"
-                                 "Accept-Language: en,*\r\nUser-Agent: Mozilla/5.0\r\n\r\n" +
-                                 baBody;
+    const QByteArray baRequest =
+        "POST /bslogin.php HTTP/1.1\r\nHost: " + process.host() +
+        "\r\nContent-Type: application/x-www-form-urlencoded"
+        "\r\nContent-Length: " +
+        QByteArray::number(baBody.size()) +
+        "\r\nConnection: Keep-Alive\r\nAccept-Encoding: " + AcceptedEncodings +
+        "\r\nAccept-Language: en,*\r\nUser-Agent: Mozilla/5.0\r\n\r\n" + baBody;
     QVERIFY(becomes([&] { return process.decrypted().size() >= baRequest.size(); }));
     QCOMPARE(process.decrypted(), baRequest);
     process.answer("HTTP/1.1 200 OK\r\nContent-Length: 17\r\n\r\n{\"msg\":\"arrived\"}");

@@ -236,9 +236,10 @@ void TestTrackerDelegate::rowsThatDiffer_data()
     const auto row = [](const char *pName, bool bDiffers, const Change &change) {
         QTest::newRow(pName) << change << bDiffers;
     };
-    row("line break", true, [](auto *pModel) { pModel->item(ChangedRow, 1)->setText("a\nb"); });
-    row("line separator", true,
-        [](auto *pModel) { pModel->item(ChangedRow, 1)->setText(QString("a") + QChar(0x2028)); });
+    row("line break", true, [](auto *pModel) { pModel->item(ChangedRow, 1)->setText("a\nb\nc"); });
+    row("line separator", true, [](auto *pModel) {
+        pModel->item(ChangedRow, 1)->setText(QString("a\nb\nc").replace('\n', QChar(0x2028)));
+    });
     row("other writing", false, [](auto *pModel) {
         pModel->item(ChangedRow, 1)->setText(QString::fromUtf8("\u0e1f\u0e49\u0e33 \u6f22 \u0905"));
     });

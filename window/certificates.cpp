@@ -3,25 +3,15 @@
 #include "mainwindow.h"
 
 #include "service/extraca.h"
+#include "service/qtversions.h"
 
 #include <QDebug>
 #include <QFile>
 #include <QMessageBox>
 #include <QSslCertificate>
-#include <QSslSocket>
 
 namespace {
 const char *const WarningTitle = "Veltrano";
-
-void addTrustAnchor(const QSslCertificate &certificate)
-{
-    // Deprecated, but the only call that leaves the system's own roots in force: they are looked up
-    // on demand, and setting a default configuration switches that off.
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    QSslSocket::addDefaultCaCertificate(certificate);
-    QT_WARNING_POP
-}
 } // namespace
 
 void MainWindow::SetupCertificates()

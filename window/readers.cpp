@@ -3,6 +3,8 @@
 #include "mainwindow.h"
 #include "ui_mainwindow.h"
 
+#include "service/qtversions.h"
+
 #include <QDebug>
 #include <QSerialPortInfo>
 
@@ -37,10 +39,8 @@ void MainWindow::EnumReaders(bool bOpen)
     // Anew each time. A port that is opened again is connected again, and each signal calls its
     // slot twice then: the second call finds nothing left to read or to close.
     connect(m_pSerialPort, SIGNAL(readyRead()), this, SLOT(onBarCode()));
-    // clang-format off
-    connect(m_pSerialPort, SIGNAL(error(QSerialPort::SerialPortError)),
-            this, SLOT(onBarCodeError(QSerialPort::SerialPortError)));
-    // clang-format on
+    connect(m_pSerialPort, portErrorSignal(), this,
+            SLOT(onBarCodeError(QSerialPort::SerialPortError)));
     // Also for a port that did not open: the next click then tries it again.
     ui->barReaderFound->setChecked(true);
 }

@@ -18,6 +18,8 @@
 #include <QNetworkReply>
 #include <QStandardItemModel>
 
+#include <utility>
+
 namespace {
 constexpr int SerialNumberWidth = 300; // pixels
 constexpr QRgb ExtendedProfileColour = qRgb(221, 85, 0);
@@ -113,10 +115,12 @@ void setTrackerRow(QStandardItemModel *pModel, int iRow, const QJsonObject &trac
 
     const QString strState = tracker[StateKey].toString();
     const QJsonArray activations = tracker[ActivationsKey].toArray();
+    bool bYellow = false;
     for (const QJsonValue &activation : activations) {
         const bool bPending = appendActivation(pSerialNumber, activation.toObject());
         const Light light = trackerLight(strState, bPending);
-        if (light == Light::Yellow) // for good: a later period that is done leaves it
+        // For good: a later period that is done leaves it.
+        if (light == Light::Yellow && !std::exchange(bYellow, true))
             pSerialNumber->setIcon(lightIcon(light));
     }
 }

@@ -1,6 +1,8 @@
 // A hand inside a running client, for where it has no screen: loaded into the process from outside,
 // it does what each line on a local socket asks for and tells what the window shows.
 
+#include "qtversions.h"
+
 #include <QAbstractButton>
 #include <QAbstractNativeEventFilter>
 #include <QApplication>
@@ -254,7 +256,7 @@ class Hand : public QObject, QAbstractNativeEventFilter
 public:
     explicit Hand(QCoreApplication *pApplication);
 
-    bool nativeEventFilter(const QByteArray &baKind, void *pEvent, long *pResult) override;
+    bool nativeEventFilter(const QByteArray &baKind, void *pEvent, NativeResult *pResult) override;
 
 private slots:
     void start();
@@ -283,7 +285,7 @@ void Hand::start()
     qApp->installNativeEventFilter(this);
 }
 
-bool Hand::nativeEventFilter(const QByteArray &baKind, void *pEvent, long *pResult)
+bool Hand::nativeEventFilter(const QByteArray &baKind, void *pEvent, NativeResult *pResult)
 {
     Q_UNUSED(pResult)
     const auto *pMessage = static_cast<const ClientMessage *>(pEvent);

@@ -206,7 +206,7 @@ Chunks merged(const Chunks &lines)
     for (const QByteArray &baLine : lines) {
         QByteArray baRest = baLine;
         while (!baRest.isEmpty()) {
-            int iSize = std::min(baRest.size(), LongestPiece);
+            int iSize = std::min(static_cast<int>(baRest.size()), LongestPiece);
             while (iSize < baRest.size() && baRest[iSize - 1] == '\r')
                 ++iSize;
             chunks << baRest.left(iSize);

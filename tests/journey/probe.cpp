@@ -2,6 +2,8 @@
 // outside, it answers each line on a local socket with one line of JSON. It only looks; every click
 // and every key comes from the X server.
 
+#include "qtversions.h"
+
 #include <QAbstractButton>
 #include <QAction>
 #include <QApplication>
@@ -36,11 +38,7 @@ constexpr int LookInterval = 5;   // ms
 constexpr int IconSide = 32;
 constexpr int ReportedRoles = 2; // from Qt::UserRole + 1 on
 
-/// Makes protected members nameable: called through a pointer, they work on any view or delegate.
-struct ViewMembers : QAbstractItemView
-{
-    using QAbstractItemView::viewOptions;
-};
+/// Makes a protected member nameable: called through a pointer, it works on any delegate.
 struct DelegateMembers : QStyledItemDelegate
 {
     using QStyledItemDelegate::initStyleOption;
@@ -117,10 +115,10 @@ QString iconName(const QIcon &icon)
 
 QStyleOptionViewItem cellOption(const QAbstractItemView *pView, const QModelIndex &index)
 {
-    QStyleOptionViewItem option = (pView->*(&ViewMembers::viewOptions))();
+    QStyleOptionViewItem option = viewOptions(pView);
     option.rect = pView->visualRect(index);
     option.widget = pView;
-    const auto *pDelegate = qobject_cast<const QStyledItemDelegate *>(pView->itemDelegate(index));
+    const auto *pDelegate = qobject_cast<const QStyledItemDelegate *>(pView->itemDelegate());
     if (pDelegate != nullptr)
         (pDelegate->*(&DelegateMembers::initStyleOption))(&option, index);
     return option;

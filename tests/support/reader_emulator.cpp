@@ -14,6 +14,7 @@
 // The program's output goes where this one's goes.
 
 #include "emulatedreader.h"
+#include "qtversions.h"
 
 #include <QCoreApplication>
 #include <QProcess>
@@ -26,21 +27,12 @@
 #include <unistd.h>
 
 namespace {
-/// Ends with this process, however this one ends.
-class Program : public QProcess
+/// Lets the program end with this process, however this one ends.
+void prepareProgram()
 {
-    Q_OBJECT
-
-public:
-    Program() { setProcessChannelMode(ForwardedChannels); }
-
-protected:
-    void setupChildProcess() override
-    {
-        prctl(PR_SET_PDEATHSIG, SIGTERM);
-        std::signal(SIGINT, SIG_DFL);
-    }
-};
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    std::signal(SIGINT, SIG_DFL);
+}
 
 class Commands : public QObject
 {
@@ -116,7 +108,8 @@ int main(int argc, char *argv[])
 
     EmulatedPorts ports;
     Commands commands(&ports);
-    Program program;
+    PreparedProcess program(prepareProgram);
+    program.setProcessChannelMode(QProcess::ForwardedChannels);
     QObject::connect(&commands, SIGNAL(ended()), &program, SLOT(terminate()));
     QObject::connect(&program, SIGNAL(finished(int,QProcess::ExitStatus)), qApp, SLOT(quit()));
     program.start("umockdev-wrapper", arguments);

@@ -89,10 +89,20 @@ void ReaderTest::send(const QString &strPort, const QByteArray &baBytes)
         qFatal("the window did not read what %s sent", qPrintable(strPort));
 }
 
+void ReaderTest::report(QSerialPort::SerialPortError error)
+{
+    for (const char *pSignal : PortErrorSignals) {
+        if (!QMetaObject::invokeMethod(port(), pSignal, Q_ARG(QSerialPort::SerialPortError, error)))
+            qFatal("the port has no signal %s", pSignal);
+    }
+}
+
 int ReaderTest::takeConnections(const char *pSignal, const char *pSlot)
 {
     const int iSignal = QSerialPort::staticMetaObject.indexOfSignal(pSignal);
     const int iSlot = MainWindow::staticMetaObject.indexOfSlot(pSlot);
+    if (iSignal < 0 || iSlot < 0)
+        qFatal("there is no %s or no %s", pSignal, pSlot);
     int iConnections = 0;
     while (QMetaObject::disconnectOne(port(), iSignal, m_pWindow.data(), iSlot))
         ++iConnections;

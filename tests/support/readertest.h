@@ -2,6 +2,7 @@
 #define TESTS_SUPPORT_READERTEST_H
 
 #include "emulatedreader.h"
+#include "qtversions.h"
 #include "quiettest.h"
 
 #include "window/mainwindow.h"
@@ -43,6 +44,8 @@ protected:
     void clickBox();
     /// Sends from a port to the open window; returns when it has read all.
     void send(const QString &strPort, const QByteArray &baBytes);
+    /// Has the port report an error, as it does itself.
+    void report(QSerialPort::SerialPortError error);
     /// How often a signal of the port is connected to a slot of the window; takes them apart.
     int takeConnections(const char *pSignal, const char *pSlot);
 

@@ -3,6 +3,8 @@
 
 #include "servedtest.h"
 
+#include "qtversions.h"
+
 #include <QAbstractButton>
 #include <QMetaProperty>
 #include <QNetworkAccessManager>
@@ -11,8 +13,9 @@
 #include <QSignalSpy>
 
 namespace {
-const char *const CommonHeaders = "\r\nConnection: Keep-Alive\r\nAccept-Encoding: gzip, deflate\r\n"
-                                  "Accept-Language: en,*\r\nUser-Agent: Mozilla/5.0\r\n\r\n";
+const QByteArray CommonHeaders = QByteArray("\r\nConnection: Keep-Alive\r\nAccept-Encoding: ") +
+                                 AcceptedEncodings +
+                                 "\r\nAccept-Language: en,*\r\nUser-Agent: Mozilla/5.0\r\n\r\n";
 } // namespace
 
 void ServedTest::setUp()

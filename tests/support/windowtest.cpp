@@ -56,13 +56,20 @@ Log &processLog()
 
 QtMessageHandler g_pPreviousHandler = nullptr;
 
+/// What the framework says of a platform without a screen, and of fonts that lack a writing.
+bool isOfThePlatform(const QString &strMessage)
+{
+    return strMessage.startsWith("This plugin does not support") ||
+           strMessage.trimmed().startsWith("OpenType support missing for");
+}
+
 void keepMessage(QtMsgType type, const QMessageLogContext &context, const QString &strMessage)
 {
     {
         QMutexLocker locker(&processLog().mutex);
         if (type == QtInfoMsg)
             processLog().infos << strMessage;
-        else if (type != QtDebugMsg && !strMessage.startsWith("This plugin does not support"))
+        else if (type != QtDebugMsg && !isOfThePlatform(strMessage))
             processLog().warnings << strMessage;
     }
     // Info lines are many, and QtTest stops counting after 2,000 messages.
