@@ -88,6 +88,7 @@ set_property(TEST tst_memory APPEND PROPERTY
 
 # Bundles that lack a file, or hold a wrong one, are made while the test runs.
 target_compile_definitions(tst_certificates PRIVATE
+    "OPENSSL_PROGRAM=\"${OPENSSL_PROGRAM}\""
     "RESOURCE_COMPILER=\"$<TARGET_FILE:${QT}::rcc>\"")
 
 # main() itself, under another name, so that a test can call it as often as it likes.

@@ -32,6 +32,11 @@ namespace {
 const char *const Level1 = "GeoTrustGlobalCA.pem";
 const char *const Level2 = "RapidSSL_SHA256_CA-G3.pem";
 
+const char *const SystemRoots = "/etc/ssl/certs";
+// Variables that say what is different in the system where a function is played.
+const char *const StrangerIsRoot = "STRANGER_IS_ROOT";
+const char *const StrangerAppears = "STRANGER_APPEARS";
+
 const char *const NoLevel1 = "Could not read Level 1 certificate!";
 const char *const NoLevel2 = "Could not read Level 2 certificate!";
 const char *const NotLoaded = "SSL certificates not loaded.";
@@ -159,6 +164,45 @@ QWidget *windowBehindBox()
     return QApplication::activeModalWidget()->parentWidget();
 }
 
+/// Puts a certificate among a folder's, with the links by which it is looked up.
+void addRoot(const QString &strFolder, const QSslCertificate &certificate)
+{
+    QFile file(strFolder + '/' + certificate.serialNumber().replace(':', '-') + ".pem");
+    if (!file.open(QIODevice::WriteOnly) || file.write(certificate.toPem()) <= 0)
+        qFatal("cannot write %s", qPrintable(file.fileName()));
+    file.close();
+    if (QProcess::execute(OPENSSL_PROGRAM, {"rehash", strFolder}) != 0)
+        qFatal("no links in %s", qPrintable(strFolder));
+}
+
+void removeLinks(const QString &strFolder)
+{
+    QDir folder(strFolder);
+    const QStringList files = folder.entryList(QDir::Files);
+    for (const QString &strFile : files) {
+        if (!strFile.endsWith(".pem"))
+            folder.remove(strFile);
+    }
+}
+
+/// What runs a program with a folder, which is to be named next, in the place of the system's
+/// roots; nothing where that is not permitted.
+QStringList mountingCommand()
+{
+    const QString strMount = QString("mount --bind \"$0\" %1 && exec \"$@\"").arg(SystemRoots);
+    for (const char *pOptions : {"--mount", "--mount --map-root-user"}) {
+        QStringList command = QStringList("unshare") + QString(pOptions).split(' ');
+        command << "sh"
+                << "-c" << strMount;
+        QStringList trial = command + QStringList({SystemRoots, "true"});
+        QProcess process;
+        process.start(trial.takeFirst(), trial);
+        if (process.waitForFinished() && process.exitCode() == 0)
+            return command;
+    }
+    return {};
+}
+
 bool isConnected(QWidget *pWindow, const char *pSender, const char *pSignal, const char *pSlot)
 {
     const auto *pObject = pWindow->findChild<QObject *>(pSender);
@@ -187,7 +231,6 @@ private slots:
 
     void intactBundle();
     void orderInTheSet();
-    void systemRootsStayInForce();
     void expiredCertificatesAreAdded();
     void onlyTheFirstOfAFileIsRead();
     void nothingIsRemoved();
@@ -206,6 +249,12 @@ private slots:
     void privateCaIsRefusedUnlessAdded();
     void anchorsCountForEarlierSockets();
 
+    void rootsInForce_data();
+    void rootsInForce();
+    void rootThatAppears();
+    void rootsOfTheSystem_data();
+    void rootsOfTheSystem();
+
 private:
     void setUp() override;
     void tearDown() override;
@@ -216,6 +265,7 @@ private:
         return childOf<QPushButton>(m_pWindow.get(), "loginButton");
     }
     void refusedLogin(ScriptedServer *pServer);
+    bool isLoginSent(const QString &strCertificate);
 
     QSslConfiguration m_initial; // as the framework makes it, with no anchor added
     std::unique_ptr<MainWindow> m_pWindow;
@@ -267,21 +317,6 @@ void TestCertificates::orderInTheSet()
                                        testCa()};
     QVERIFY(!added.contains(QSslCertificate()));
     QCOMPARE(defaultCas(), before + added);
-}
-
-void TestCertificates::systemRootsStayInForce()
-{
-    // The framework looks the system's roots up on demand until a set is put in place whole. It
-    // does not tell which of the two holds, but a comparison of configurations sees it.
-    QSslConfiguration placed = m_initial;
-    placed.setCaCertificates(m_initial.caCertificates());
-    if (placed == m_initial)
-        return QTest::qSkip("the system's roots are read at once here", __FILE__, __LINE__);
-
-    makeWindow();
-    placed.setCaCertificates(defaultCas());
-    QVERIFY(placed != QSslConfiguration::defaultConfiguration());
-    QCOMPARE(placed.caCertificates(), defaultCas());
 }
 
 void TestCertificates::expiredCertificatesAreAdded()
@@ -527,6 +562,91 @@ void TestCertificates::anchorsCountForEarlierSockets()
     setServicePort(server.serverPort());
     childOf<QPushButton>(&earlier, "loginButton")->click();
     QTRY_COMPARE(server.requests().size(), 1);
+}
+
+/// Whether a new window sends its login to a server with the certificate.
+bool TestCertificates::isLoginSent(const QString &strCertificate)
+{
+    ScriptedServer server(strCertificate);
+    server.answer("/bslogin.php", "{}");
+    setServicePort(server.serverPort());
+    makeWindow();
+    BoxAnswers answers({QMessageBox::Ok});
+    loginButton()->click();
+    if (!QTest::qWaitFor([&] { return loginButton()->isEnabled(); }))
+        qFatal("the login has no end");
+    return !server.requests().isEmpty();
+}
+
+void TestCertificates::rootsInForce_data()
+{
+    QTest::addColumn<QByteArray>("level1");
+    QTest::addColumn<QByteArray>("level2");
+    QTest::addColumn<QList<QSslCertificate>>("extra");
+    QTest::addColumn<QString>("certificate");
+    QTest::addColumn<bool>("sent");
+    const QByteArray baCa = testCa().toPem();
+    const QList<QSslCertificate> none;
+    const bool bIsRoot = qEnvironmentVariableIsSet(StrangerIsRoot);
+    QTest::newRow("a root of the system")
+        << level1Pem() << level2Pem() << none << "untrusted" << bIsRoot;
+    QTest::newRow("a root of the system, besides another CA")
+        << baCa << level2Pem() << QList<QSslCertificate>{testCa()} << "untrusted" << bIsRoot;
+    QTest::newRow("level 1") << baCa << level2Pem() << none << "trusted" << true;
+    QTest::newRow("level 2") << level1Pem() << baCa << none << "trusted" << true;
+    QTest::newRow("an extra CA") << level1Pem() << level2Pem() << QList<QSslCertificate>{testCa()}
+                                 << "trusted" << true;
+    QTest::newRow("none of them") << level1Pem() << level2Pem() << none << "trusted" << false;
+}
+
+void TestCertificates::rootsInForce()
+{
+    QFETCH(QByteArray, level1);
+    QFETCH(QByteArray, level2);
+    QFETCH(QList<QSslCertificate>, extra);
+    QFETCH(QString, certificate);
+    QFETCH(bool, sent);
+    setExtraCaCertificates(extra);
+    const OtherBundle bundle(level1, level2);
+    QCOMPARE(isLoginSent(certificate), sent);
+}
+
+void TestCertificates::rootThatAppears()
+{
+    QVERIFY(!isLoginSent("untrusted"));
+    if (qEnvironmentVariableIsSet(StrangerAppears))
+        addRoot(SystemRoots, strangerCa());
+    QCOMPARE(isLoginSent("untrusted"), qEnvironmentVariableIsSet(StrangerAppears));
+}
+
+void TestCertificates::rootsOfTheSystem_data()
+{
+    QTest::addColumn<bool>("hasLinks");
+    QTest::addColumn<QString>("variable");
+    QTest::addColumn<QString>("function");
+    QTest::newRow("looked up on demand") << true << StrangerIsRoot << "rootsInForce";
+    QTest::newRow("read at the start") << false << StrangerIsRoot << "rootsInForce";
+    QTest::newRow("new while the program runs") << true << StrangerAppears << "rootThatAppears";
+}
+
+/// The two above, in a system with other roots.
+void TestCertificates::rootsOfTheSystem()
+{
+    QFETCH(bool, hasLinks);
+    QFETCH(QString, variable);
+    QFETCH(QString, function);
+    const QStringList mounting = mountingCommand();
+    if (mounting.isEmpty())
+        return QTest::qSkip("no mounts are permitted here", __FILE__, __LINE__);
+
+    const QTemporaryDir roots;
+    addRoot(roots.path(), QSslCertificate(level2Pem(), QSsl::Pem));
+    if (variable == StrangerIsRoot)
+        addRoot(roots.path(), strangerCa());
+    if (!hasLinks)
+        removeLinks(roots.path());
+    QCOMPARE(failureInProcess({function}, {{variable, "1"}}, mounting + QStringList(roots.path())),
+             QString());
 }
 
 VELTRANO_TEST_MAIN(TestCertificates)

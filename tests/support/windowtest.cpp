@@ -257,22 +257,29 @@ bool WhileOpen::hasActed() const
     return !d->m_action;
 }
 
-QString failureUnderLocale(const QString &strFunction, const QString &strLocale,
-                           const QMap<QString, QString> &variables)
+QString failureInProcess(const QStringList &functions, const QMap<QString, QString> &variables,
+                         QStringList command)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("LC_ALL", strLocale);
     for (auto it = variables.cbegin(); it != variables.cend(); ++it)
         environment.insert(it.key(), it.value());
+    command << QCoreApplication::applicationFilePath() << functions;
 
     QProcess process;
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QCoreApplication::applicationFilePath(), {strFunction});
+    process.start(command.takeFirst(), command);
     const bool bEnded = process.waitForFinished(ProcessMs);
     const bool bPassed =
         bEnded && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
     return bPassed ? QString() : "failed: " + QString::fromUtf8(process.readAll());
+}
+
+QString failureUnderLocale(const QString &strFunction, const QString &strLocale,
+                           QMap<QString, QString> variables)
+{
+    variables["LC_ALL"] = strLocale;
+    return failureInProcess({strFunction}, variables);
 }
 
 void prepareTestProcess()

@@ -103,10 +103,14 @@ private:
 
 // Other systems
 
-/// Runs one function of this test in a process of its own, under another locale of the system and
-/// with these further variables. Returns what it printed if it failed, and nothing if it passed.
+/// Runs functions of this test in a process of its own, with these further variables, which the
+/// command starts, if there is one. Returns what they printed if one failed, and nothing if all
+/// passed.
+QString failureInProcess(const QStringList &functions, const QMap<QString, QString> &variables,
+                         QStringList command = {});
+/// The same for one function under another locale of the system.
 QString failureUnderLocale(const QString &strFunction, const QString &strLocale,
-                           const QMap<QString, QString> &variables);
+                           QMap<QString, QString> variables);
 
 /// Prepares the process: own settings folder, own organization. Called before the application
 /// object exists.
