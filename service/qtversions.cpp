@@ -37,6 +37,10 @@ const char *portErrorSignal()
 
 #else
 
+namespace {
+constexpr qint64 NoLimit = -1;
+} // namespace
+
 void setUpDenseScreens()
 {
     // What it does by itself but for the factor, which it would take as it comes: 1.04 at 100 dpi.
@@ -61,6 +65,9 @@ void setUpTransport(QNetworkRequest *pRequest)
     // the default one, which switches the search for the system's roots off.
     pRequest->setSslConfiguration(QSslConfiguration());
     pRequest->setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    // It takes a body of more than 10 MB that was packed well for an attack, and shows nothing of
+    // it: a list of many trackers is such a body.
+    pRequest->setDecompressedSafetyCheckThreshold(NoLimit);
 }
 
 const char *portErrorSignal()

@@ -15,7 +15,8 @@ void setUpDenseScreens();
 /// one does no harm. It counts for the requests that setUpTransport() saw.
 void addTrustAnchor(const QSslCertificate &certificate);
 
-/// Makes a request travel by HTTP/1.1, over a connection that has the anchors above.
+/// Makes a request travel by HTTP/1.1, over a connection that has the anchors above, and its reply
+/// arrive however long it is.
 void setUpTransport(QNetworkRequest *pRequest);
 
 /// The serial port's signal that carries a QSerialPort::SerialPortError, for a string connection.
