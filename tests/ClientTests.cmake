@@ -29,14 +29,19 @@ target_link_libraries(test_support
     PUBLIC ${QT}::Network ${QT}::SerialPort ${QT}::Test ${QT}::Widgets
     PRIVATE project_flags)
 
+# What the label "unit" chooses.
+add_custom_target(unit_tests)
+
 function(veltrano_add_test name)
     add_executable(${name} ${name}.cpp)
     target_link_libraries(${name} PRIVATE client_core test_support project_flags)
+    add_dependencies(unit_tests ${name})
     add_test(NAME ${name} COMMAND ${name})
     # The timeouts are for the message box that a test forgot to close.
     set_tests_properties(${name} PROPERTIES
         ENVIRONMENT "QTEST_FUNCTION_TIMEOUT=60000;QTEST_DISABLE_STACK_DUMP=1;QT_QPA_PLATFORM=offscreen;LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/lsan.supp:print_suppressions=0"
-        TIMEOUT 120)
+        TIMEOUT 120
+        LABELS unit)
 endfunction()
 
 foreach(name IN ITEMS
@@ -115,7 +120,9 @@ foreach(name IN ITEMS tst_extraca tst_no_extraca)
     add_executable(${name} tst_extraca.cpp "${PROJECT_SOURCE_DIR}/service/extraca.cpp")
     target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
     target_link_libraries(${name} PRIVATE ${QT}::Network ${QT}::Test project_flags)
+    add_dependencies(unit_tests ${name})
     add_test(NAME ${name} COMMAND ${name})
+    set_tests_properties(${name} PROPERTIES LABELS unit)
 endforeach()
 set_target_properties(tst_no_extraca PROPERTIES CXX_CLANG_TIDY "") # looked at in the other
 veltrano_add_extra_ca(tst_extraca "${CMAKE_CURRENT_BINARY_DIR}/two-certificates.pem")
