@@ -14,6 +14,7 @@ import instructions
 import measure
 
 MEASURE = os.environ["VELTRANO_MEASURE"]
+QT_VERSION = os.environ["VELTRANO_QT_VERSION"]
 DOCUMENT = Path(__file__).resolve().parents[1] / "docs" / "speed.md"
 
 TABLE = """\
@@ -99,8 +100,10 @@ class TestRun(unittest.TestCase):
     def test_the_machine_is_named(self) -> None:
         words = " ".join(self.document.split())
         self.assertRegex(words, r"Measured on \d{4}-\d\d-\d\d: .*, \d+ cores, [\d.]+ GiB of memory,"
-                                r" load [\d.]+ before the run; .*, kernel .*; Qt 5\.\d+\.\d+, \w+ "
-                                r"[\d.]+, build type \w*, platform offscreen\.")
+                                r" load [\d.]+ before the run; .*, kernel .*; "
+                                rf"Qt {re.escape(QT_VERSION)}, \w+ [\d.]+, build type \w*, "
+                                r"platform offscreen\.")
+        self.assertRegex(QT_VERSION, r"^[56]\.\d+\.\d+$")
 
 
 class TestFigures(unittest.TestCase):
