@@ -11,6 +11,7 @@ from pathlib import Path
 
 CMAKE = os.environ["VELTRANO_CMAKE"]
 GENERATOR = os.environ["VELTRANO_GENERATOR"]
+QT = os.environ["VELTRANO_QT"]
 SOURCE = Path(__file__).resolve().parents[2]
 
 
@@ -22,12 +23,13 @@ class TestConfigure(unittest.TestCase):
         self.build = Path(folder.name)
 
     def configure(self, *options: str, source: Path = SOURCE) -> tuple[bool, str]:
-        """Whether a first configuration succeeded, and what it said."""
+        """Whether a first configuration succeeded, and what it said. It takes this build's version of
+        Qt: the machine may have no other."""
         (self.build / "CMakeCache.txt").unlink(missing_ok=True)
         environment = {name: value for name, value in os.environ.items()
                        if name != "CMAKE_BUILD_TYPE"}
         done = subprocess.run([CMAKE, "-S", str(source), "-B", str(self.build), "-G", GENERATOR,
-                               *options],
+                               f"-DVELTRANO_QT={QT}", *options],
                               text=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, env=environment, check=False)
         return done.returncode == 0, done.stdout
@@ -72,6 +74,16 @@ class TestConfigure(unittest.TestCase):
                           "endings. Missing: the client's tests",
                           "journey. Missing: the reader's tests",
                           "fault matrix. Missing: the journey, openssl",
+                          "soak. Missing: the reader's tests",
+                          "failing calls. Missing: the soak",
+                          "benchmarks. Missing: the client's tests"])
+
+    def test_no_test_library(self) -> None:
+        self.assertEqual(self.left_out(f"-DCMAKE_DISABLE_FIND_PACKAGE_Qt{QT}Test=ON"),
+                         [f"client's tests. Missing: Qt{QT}Test",
+                          "endings. Missing: the client's tests",
+                          "journey. Missing: the reader's tests",
+                          "fault matrix. Missing: the journey",
                           "soak. Missing: the reader's tests",
                           "failing calls. Missing: the soak",
                           "benchmarks. Missing: the client's tests"])
@@ -138,6 +150,17 @@ class TestConfigure(unittest.TestCase):
         self.assertEqual(
             self.refusal("-DCMAKE_DISABLE_FIND_PACKAGE_SQLite3=ON", source=SOURCE / "sandbox"),
             "The sandbox cannot be built. Missing: SQLite 3, SQLiteCpp 3.2.")
+
+    def test_default_version_of_qt(self) -> None:
+        """Taken whether it is installed or not."""
+        self.configure("-UVELTRANO_QT")
+        self.assertEqual(self.cached("VELTRANO_QT"), "5")
+
+    def test_wrong_version_of_qt(self) -> None:
+        for value in ("4", "7", "", "5.15", "5;6"):
+            with self.subTest(value):
+                self.assertEqual(self.refusal(f"-DVELTRANO_QT={value}"),
+                                 f'VELTRANO_QT must be 5 or 6: "{value}".')
 
     def test_further_certificates(self) -> None:
         """An empty or missing file is what a failed command leaves on the command line."""
