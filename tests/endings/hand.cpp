@@ -127,9 +127,11 @@ void openMenu(const QStringList &words)
     QCoreApplication::sendEvent(table()->viewport(), &event);
 }
 
+/// What the system's own ways to quit end in.
 void quit(const QStringList &)
 {
-    QCoreApplication::quit();
+    // The later versions' quit() does nothing before the application's event loop runs.
+    QCoreApplication::exit(0);
 }
 
 void rename(const QStringList &words)

@@ -19,6 +19,7 @@ END_TIME = 20.0     # seconds that an ending may take on a busy machine
 CLIENT = Path(os.environ["ENDINGS_CLIENT"])
 HAND = os.environ["ENDINGS_HAND"]
 CLOCK = os.environ["ENDINGS_CLOCK"]
+QT_VERSION = os.environ["ENDINGS_QT"]
 SANITIZER = os.environ["ENDINGS_SANITIZER"]  # its library, where the client is built with one
 
 HARMLESS = (

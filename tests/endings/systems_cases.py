@@ -7,7 +7,9 @@ import unittest
 
 from cases import Case, rows, with_rows
 from clientprocess import wait_until
-from program import CLOCK, SANITIZER, Program
+from clock import UNTOUCHED_WAITS
+from program import CLOCK, QT_VERSION, SANITIZER, Program
+from qtversions import accepted_encodings
 from standin import PASSWORD, path
 
 NAME = "Füchsin İı"
@@ -121,7 +123,7 @@ class Locales(Booking):
 
     def head(self, line: str, language: str, form: str) -> str:
         return (f"{line} HTTP/1.1\r\nHost: localhost:{self.service.port}\r\n{form}"
-                "Connection: Keep-Alive\r\nAccept-Encoding: gzip, deflate\r\n"
+                f"Connection: Keep-Alive\r\nAccept-Encoding: {accepted_encodings(QT_VERSION)}\r\n"
                 f"Accept-Language: {language},en,*\r\nUser-Agent: Mozilla/5.0\r\n\r\n")
 
     def get(self, target: str, language: str, form: str = "") -> str:
@@ -141,8 +143,7 @@ class Clocks(Booking):
         self.set_clock(moment)
         return self.start_logged_in(preload=CLOCK, environment={
             "FAKETIME_TIMESTAMP_FILE": str(self.clock), "FAKETIME_NO_CACHE": "1",
-            "FAKETIME_FMT": "%s",
-            "FAKETIME_DONT_FAKE_MONOTONIC": "1", **environment})
+            "FAKETIME_FMT": "%s", **UNTOUCHED_WAITS, **environment})
 
     def set_clock(self, moment: datetime.datetime) -> None:
         new = self.clock.with_suffix(".new")
