@@ -71,6 +71,11 @@ None of this is the program's own doing, and all of it is pinned.
   cookies in one reply hold the window up for a seventh of a second.
 - A text is laid out whole before it is shown, however little of it there is room for: one of 200 KB
   holds the window up for most of a second in a box.
+- Qt 6 reads all headers of a reply or none of them: none where there are more than a hundred, where
+  one has more than 100 KB or all have more than 256, and where the name of one is none. It then
+  knows no length, so the command waits until the server closes the connection, and what came until
+  then counts as the whole body. The rows of such replies **wait** there; what all others say is the
+  same.
 """
 
 

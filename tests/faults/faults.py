@@ -15,7 +15,7 @@ import time
 import zlib
 from collections.abc import Callable, Iterator
 from contextlib import AbstractContextManager, contextmanager, suppress
-from dataclasses import dataclass, replace
+from dataclasses import dataclass, field, replace
 from datetime import datetime
 from functools import partial
 from pathlib import Path
@@ -23,6 +23,7 @@ from typing import Any
 
 from commands import Desk, Shown
 from faultserver import Connection, Exchange, Place, Reply, chunked
+from qtversions import is_qt6
 from remoteclient import NOW
 
 GOOD, EMPTY, HELD, ODD = Shown.GOOD, Shown.EMPTY, Shown.HELD, Shown.ODD
@@ -58,6 +59,11 @@ class Fault:
     freeze: float = FREEZE
     quickest: str = ""  # the command of the slice, where others take long
     spoils: bool = False  # whether the process is of no more use for a measurement
+    on_qt6: dict[str, Any] = field(default_factory=dict)  # what of it is otherwise there
+
+    def of(self, version: str) -> Fault:
+        """The row as it is with that version of the framework."""
+        return replace(self, on_qt6={}, **self.on_qt6) if is_qt6(version) else self
 
     def shown(self, is_post: bool) -> Shown:
         return self.post if is_post else self.get
@@ -456,26 +462,44 @@ FRAME_FAULTS = [
 HEADERS = "Headers and cookies"
 
 
-def cookies(*values: str) -> Performance:
-    return sends(good_with("200 OK", *(f"Set-Cookie: {value}" for value in values)))
+def cookies(*values: str) -> list[str]:
+    return [f"Set-Cookie: {value}" for value in values]
+
+
+def with_headers(*headers: str) -> dict[str, Any]:
+    """A good reply with these besides its own."""
+    return {"perform": sends(good_with("200 OK", *headers)), **AS_GOOD}
+
+
+def with_unread_headers(*headers: str) -> dict[str, Any]:
+    """Qt 6 reads all headers of a reply or none of them: none where they are too many or too long
+    or the name of one is none. Then it knows no length, and waits until the server closes."""
+    return {**with_headers(*headers),
+            "on_qt6": {"perform": ends(hold, good_with("200 OK", *headers)), **HELD_TO_THE_END,
+                       "later_get": GOOD, "later_post": GOOD}}
 
 
 HEADER_FAULTS = [
-    late(HEADERS, "one header of 64 KB", sends(good_with("200 OK", f"X-Long: {'x' * 65536}")),
-         **AS_GOOD),
+    late(HEADERS, "one header of 64 KB", **with_headers(f"X-Long: {'x' * 65536}")),
+    late(HEADERS, "one header of 128 KB", **with_unread_headers(f"X-Long: {'x' * 131072}")),
+    late(HEADERS, "five headers of 64 KB",
+         **with_unread_headers(*(f"X-Long-{number}: {'x' * 65536}" for number in range(5)))),
+    # With those that a good reply has there are never more than a hundred.
+    late(HEADERS, "97 headers", **with_headers(*(f"X-Header-{number}: x" for number in range(97)))),
     late(HEADERS, "2,000 headers",
-         sends(good_with("200 OK", *(f"X-Header-{number}: x" for number in range(2000)))),
-         **AS_GOOD),
-    late(HEADERS, "100 cookies", cookies(*(f"many{number}=1; Max-Age=600" for number in
-                                           range(100))), **AS_GOOD),
-    late(HEADERS, "1,000 cookies", cookies(*(f"many{number}=1" for number in range(1000))),
-         freeze=10000, quickest="save", spoils=True, **AS_GOOD),
-    late(HEADERS, "a foreign cookie", cookies("foreign=1; Domain=elsewhere.example"), **AS_GOOD),
+         **with_unread_headers(*(f"X-Header-{number}: x" for number in range(2000)))),
+    late(HEADERS, "a header's name with a blank", **with_unread_headers("X Header: x")),
+    late(HEADERS, "100 cookies", **with_unread_headers(*cookies(
+        *(f"many{number}=1; Max-Age=600" for number in range(100))))),
+    late(HEADERS, "1,000 cookies", freeze=10000, quickest="save", spoils=True,
+         **with_unread_headers(*cookies(*(f"many{number}=1" for number in range(1000))))),
+    late(HEADERS, "a foreign cookie",
+         **with_headers(*cookies("foreign=1; Domain=elsewhere.example"))),
     late(HEADERS, "a cookie that has expired",
-         cookies("expired=1; Expires=Thu, 01 Jan 2015 00:00:00 GMT"), **AS_GOOD),
-    late(HEADERS, "malformed cookies", cookies("", "=", ";;;", "malformed\x01", "=malformed; =;",
-                                               "malformed=1; Expires=never; Domain=.;"),
-         **AS_GOOD),
+         **with_headers(*cookies("expired=1; Expires=Thu, 01 Jan 2015 00:00:00 GMT"))),
+    late(HEADERS, "malformed cookies",
+         **with_headers(*cookies("", "=", ";;;", "malformed\x01", "=malformed; =;",
+                                 "malformed=1; Expires=never; Domain=.;"))),
 ]
 
 BODIES = "Bodies"

@@ -30,6 +30,7 @@ from commands import COMMANDS, PASSWORD, Command, Desk, Shown
 from document import LONG_GAP
 from faults import ALWAYS, FAULTS, Fault, World
 from faultserver import Place, Server
+from qtversions import is_qt6
 from remoteclient import NOW, Client, expect
 
 PLAYED_AGAIN = 3  # times, a cell with a long gap
@@ -104,7 +105,8 @@ class Player:
         start = time.monotonic()
         gap, deviation = 0.0, ""
         try:
-            gap = self._shortest_gap(FAULTS[cell.fault], COMMANDS[cell.command])
+            gap = self._shortest_gap(FAULTS[cell.fault].of(self._options.qt),
+                                     COMMANDS[cell.command])
         except (Failure, TimeoutError) as failure:
             deviation = str(failure)
             self._keep_evidence(cell)
@@ -372,7 +374,7 @@ def read_options() -> argparse.Namespace:
     parser.add_argument("--ca-folder", type=Path, required=True,
                         help="where the CA is that the client trusts")
     parser.add_argument("--port", type=int, required=True, help="the port that the client asks")
-    parser.add_argument("--qt", required=True, help="the framework's version, for the document")
+    parser.add_argument("--qt", required=True, help="the framework's version")
     parser.add_argument("--evidence", type=Path, required=True,
                         help="where is kept what helps to understand a deviation")
     parser.add_argument("--jobs", type=int, default=2, help="how many clients play at a time")
@@ -397,6 +399,9 @@ def main() -> int:
     options = read_options()
     if options.write and (options.only or options.command):
         print("Only a whole run can be written.", file=sys.stderr)
+        return 2
+    if options.write and is_qt6(options.qt):
+        print("The document says what holds with Qt 5.", file=sys.stderr)
         return 2
     shutil.rmtree(options.evidence, ignore_errors=True)
     wanted = choose(options)
