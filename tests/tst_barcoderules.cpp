@@ -252,5 +252,5 @@ void TestBarcodeRules::values()
     QCOMPARE(serialNumberValue(text), value);
 }
 
-QTEST_APPLESS_MAIN(TestBarcodeRules)
+QTEST_GUILESS_MAIN(TestBarcodeRules)
 #include "tst_barcoderules.moc"
