@@ -1,7 +1,9 @@
 // Logging in and out: the request's bytes, the widgets' states, the stored user, the refusals.
 
+#include "qtversions.h"
 #include "servedtest.h"
 
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLineEdit>
@@ -35,6 +37,7 @@ private slots:
     void refusalIsPlainText_data();
     void refusalIsPlainText();
     void refusalLeavesStoredUser();
+    void storedUserOfAnyWriting();
     void returnInPasswordField();
     void returnSendsAgainWhileUnderWay();
     void refusedSecondLogin();
@@ -324,6 +327,40 @@ void TestLogin::refusalLeavesStoredUser()
     QTRY_VERIFY(!answers.seen().isEmpty());
     destroyWindow();
     QCOMPARE(QSettings().value("lastuser"), QVariant("first@club.example"));
+}
+
+void TestLogin::storedUserOfAnyWriting()
+{
+    if (!QSettings().fileName().endsWith(".conf"))
+        return QTest::qSkip("the settings are no text here", __FILE__, __LINE__);
+    const QString strUser = QString::fromUtf8("nöra@日本.example");
+    const QByteArray baEscaped = "lastuser=n\\xf6ra@\\x65e5\\x672c.example";
+    const auto contents = [] {
+        QFile file(QSettings().fileName());
+        file.open(QIODevice::ReadOnly);
+        return file.readAll();
+    };
+    server()->answer("/bslogin.php", Accepted);
+    typeCredentials(strUser, "secret");
+    clickLogin();
+    QTRY_COMPARE(shownText("loginButton"), QString("Logout"));
+    destroyWindow();
+    QTRY_VERIFY(contents().contains("lastuser="));
+    QCOMPARE(contents(),
+             "[General]\n" + (IsQt6 ? "lastuser=" + strUser.toUtf8() : baEscaped) + '\n');
+    makeWindow();
+    QCOMPARE(shownText("userLineEdit"), strUser);
+
+    // As Qt 5 writes it.
+    destroyWindow();
+    QSettings().clear();
+    QSettings().sync();
+    QFile file(QSettings().fileName());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("[General]\n" + baEscaped + '\n');
+    file.close();
+    makeWindow();
+    QCOMPARE(shownText("userLineEdit"), strUser);
 }
 
 void TestLogin::returnInPasswordField()
