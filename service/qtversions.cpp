@@ -46,6 +46,10 @@ void setUpDenseScreens()
     // What it does by itself but for the factor, which it would take as it comes: 1.04 at 100 dpi.
     QGuiApplication::setHighDpiScaleFactorRoundingPolicy(
         Qt::HighDpiScaleFactorRoundingPolicy::Round);
+    // Where that factor is larger than the desktop's, 2 at 144 dpi, it would make up for it in the
+    // texts alone, which get too small for the window. There is no other way to say so.
+    if (!qEnvironmentVariableIsSet("QT_DPI_ADJUSTMENT_POLICY"))
+        qputenv("QT_DPI_ADJUSTMENT_POLICY", "AdjustUpOnly");
 }
 
 void addTrustAnchor(const QSslCertificate &certificate)

@@ -93,6 +93,8 @@ JOURNEYS: dict[str, tuple[Steps, Look]] = {
     "keyboard": (KEYBOARD_DAY, Look()),
     "failures": (failures.STEPS, Look()),
     "dense-screen": (screens.steps(screens.check_dense), Look(dpi=192)),
+    # Between the factors: the next one is taken, and the window is as it is on the screen above.
+    "half-dense-screen": (screens.steps(screens.check_dense), Look(dpi=144)),
     "large-font": (screens.steps(screens.check_large_font),
                    Look(width=1024, height=768, font_points=14)),
 }

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import math
 import os
 import secrets
 import select
@@ -142,7 +143,7 @@ class Screen:
             "XDG_CACHE_HOME": str(folder / "cache"),
         }
         try:
-            density = look.scale * look.dpi // 96
+            density = math.ceil(look.scale * look.dpi / 96)
             self._start_server(look.width * density, look.height * density, authority)
             self._announce(look)
             self._start_window_manager()

@@ -27,6 +27,8 @@ def check_dense(day: Day) -> None:
     expect("the window's pixels", window and (window.width, window.height), (2 * 863, 2 * 727))
     expect("the buttons for the selection", {"Select All", "Select none"}
            - {button.text for button in view.main.shown("QPushButton")}, set())
+    expect("the room that the calendar's texts need", view.widget("calendarWidget").needs[0],
+           2 * 264)
     check_widgets(view)
     expect("the columns whose titles are cut", view.cut_columns, [])
 

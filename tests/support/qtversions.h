@@ -50,7 +50,8 @@ using NativeResult = qintptr;
 
 inline bool screensMayBeDense()
 {
-    return true; // they always may
+    // They always may. This keeps the fonts from shrinking in a window that has grown.
+    return qgetenv("QT_DPI_ADJUSTMENT_POLICY") == "AdjustUpOnly";
 }
 
 class PreparedProcess : public QProcess
