@@ -29,8 +29,9 @@ target_link_libraries(test_support
     PUBLIC ${QT}::Network ${QT}::SerialPort ${QT}::Test ${QT}::Widgets
     PRIVATE project_flags)
 
-# What the label "unit" chooses.
+# What the labels "unit" and "versions" choose.
 add_custom_target(unit_tests)
+add_custom_target(versions_tests)
 
 function(veltrano_add_test name)
     add_executable(${name} ${name}.cpp)
