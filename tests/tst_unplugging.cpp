@@ -19,10 +19,15 @@
 
 namespace {
 const char *const Code = "96385074\r";
-const QByteArray ErrorSignal = QByteArray("2") + PortErrorSignature; // as SIGNAL() makes it
 constexpr int Limit = 10; // signals, or lines of one connection, for one unplugging
 constexpr int SilenceMs = 50;
 constexpr int Rounds = 100;
+
+/// As SIGNAL() makes it.
+QByteArray errorSignal()
+{
+    return QByteArray("2") + PortErrorSignature;
+}
 
 /// The errors that a spy saw, in their order.
 QList<int> errors(const QSignalSpy &spy)
@@ -117,7 +122,7 @@ void TestUnplugging::expectClosed(QSignalSpy *pErrors)
 
 void TestUnplugging::idle()
 {
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->unplug(m_strReader);
     QSignalSpy occurred(port(), SIGNAL(errorOccurred(QSerialPort::SerialPortError)));
     expectClosed(&reported);
@@ -137,7 +142,7 @@ void TestUnplugging::idle()
 void TestUnplugging::insideALine()
 {
     send(m_strReader, "96385");
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->unplug(m_strReader);
     expectClosed(&reported);
     QVERIFY(infoLog().size() < Limit);
@@ -154,7 +159,7 @@ void TestUnplugging::behindALine()
 {
     fillTable({"9638507"});
     send(m_strReader, Code);
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->unplug(m_strReader);
     expectClosed(&reported);
     QCOMPARE(tickedRows(), QList<int>{0});
@@ -164,7 +169,7 @@ void TestUnplugging::whileAQuestionIsOpen()
 {
     fillTable({"9638507"});
     model()->item(0)->setCheckState(Qt::Checked);
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     BoxAnswers answers({QMessageBox::No});
     bool bOpenBehind = true;
     answers.whileOpen([&] {
@@ -183,11 +188,12 @@ void TestUnplugging::twiceConnected()
     clickBox();
     clickBox();
     clearInfoLog();
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->hangUp(m_strReader);
     expectClosed(&reported);
     QStringList expected;
-    for (int iError : errors(reported)) {
+    const QList<int> values = errors(reported);
+    for (int iError : values) {
         for (int i = 0; i < 2; ++i)
             expected << "onBarCodeError" << nameOf(iError);
     }
@@ -196,14 +202,14 @@ void TestUnplugging::twiceConnected()
 
 void TestUnplugging::onlyTheLineGoes()
 {
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->hangUp(m_strReader);
     expectClosed(&reported);
 }
 
 void TestUnplugging::onlyTheListEntryGoes()
 {
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->unlist(m_strReader);
     QVERIFY(!reported.wait(SilenceMs));
     QVERIFY(port()->isOpen());
@@ -215,7 +221,7 @@ void TestUnplugging::onlyTheListEntryGoes()
 
 void TestUnplugging::pluggedInAgain()
 {
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->unplug(m_strReader);
     expectClosed(&reported);
     ports()->plugAgain(m_strReader);
@@ -237,7 +243,7 @@ void TestUnplugging::againAndAgain()
         QCOMPARE(emitted.size(), iRound);
         if (iRound % 2 == 0)
             send(m_strReader, "\r9638"); // a return, or the half line would stay
-        QSignalSpy reported(port(), ErrorSignal);
+        QSignalSpy reported(port(), errorSignal());
         clearInfoLog();
         ports()->unplug(m_strReader);
         QTRY_VERIFY(!port()->isOpen());
@@ -262,7 +268,7 @@ void TestUnplugging::againAndAgainInNewWindows()
     DescriptorWatch descriptors;
     for (int iRound = 1; iRound <= Rounds; ++iRound) {
         QVERIFY(port()->isOpen());
-        QSignalSpy reported(port(), ErrorSignal);
+        QSignalSpy reported(port(), errorSignal());
         clearInfoLog();
         ports()->unplug(m_strReader);
         QTRY_VERIFY(!port()->isOpen());
@@ -281,7 +287,7 @@ void TestUnplugging::whileClosed()
 {
     clickBox();
     clearInfoLog();
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->unplug(m_strReader);
     QVERIFY(!reported.wait(SilenceMs));
     QCOMPARE(infoLog(), QStringList());
@@ -292,7 +298,7 @@ void TestUnplugging::readErrorOfALiveLine()
     const QSerialPort::SerialPortError errorBefore = port()->error();
     const QByteArray baSettings = lineSettings(port());
     QVERIFY(!baSettings.isEmpty());
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     report(QSerialPort::ReadError);
     QCOMPARE(errors(reported), QList<int>{QSerialPort::ReadError});
     QCOMPARE(infoLog(), QStringList({"onBarCodeError", "ReadError"}));
@@ -309,7 +315,7 @@ void TestUnplugging::readErrorOfALiveLine()
 
 void TestUnplugging::otherErrorsOfADeadLine()
 {
-    QSignalSpy reported(port(), ErrorSignal);
+    QSignalSpy reported(port(), errorSignal());
     ports()->hangUp(m_strReader); // not noticed before the event loop turns
     report(QSerialPort::WriteError);
     QCOMPARE(errors(reported), QList<int>{QSerialPort::WriteError});

@@ -13,9 +13,11 @@
 #include <QSignalSpy>
 
 namespace {
-const QByteArray CommonHeaders = QByteArray("\r\nConnection: Keep-Alive\r\nAccept-Encoding: ") +
-                                 AcceptedEncodings +
-                                 "\r\nAccept-Language: en,*\r\nUser-Agent: Mozilla/5.0\r\n\r\n";
+QByteArray commonHeaders()
+{
+    return QByteArray("\r\nConnection: Keep-Alive\r\nAccept-Encoding: ") + AcceptedEncodings +
+           "\r\nAccept-Language: en,*\r\nUser-Agent: Mozilla/5.0\r\n\r\n";
+}
 } // namespace
 
 void ServedTest::setUp()
@@ -120,12 +122,12 @@ QByteArray ServedTest::expectedPost(const QByteArray &baPath, const QByteArray &
 {
     return "POST " + baPath + " HTTP/1.1\r\nHost: " + host() +
            "\r\nContent-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
-           QByteArray::number(baBody.size()) + CommonHeaders + baBody;
+           QByteArray::number(baBody.size()) + commonHeaders() + baBody;
 }
 
 QByteArray ServedTest::expectedGet(const QByteArray &baTarget) const
 {
-    return "GET " + baTarget + " HTTP/1.1\r\nHost: " + host() + CommonHeaders;
+    return "GET " + baTarget + " HTTP/1.1\r\nHost: " + host() + commonHeaders();
 }
 
 QByteArray ServedTest::onlyRequest(const QByteArray &baPath) const
