@@ -11,8 +11,7 @@ else()
 endif()
 # Libraries and programs are ${QT}::NAME: names without a version begin with 5.15.
 set(QT "Qt${VELTRANO_QT}")
-find_package(${QT} ${VELTRANO_OLDEST_QT} REQUIRED
-    COMPONENTS Network SerialPort Widgets)
+find_package(${QT} ${VELTRANO_OLDEST_QT} REQUIRED COMPONENTS Network SerialPort Widgets)
 set(VELTRANO_QT_VERSION "${${QT}_VERSION}")
 
 # Sets the variable to the headers of the form files that follow.

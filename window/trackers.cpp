@@ -119,7 +119,7 @@ void setTrackerRow(QStandardItemModel *pModel, int iRow, const QJsonObject &trac
     for (const QJsonValue &activation : activations) {
         const bool bPending = appendActivation(pSerialNumber, activation.toObject());
         const Light light = trackerLight(strState, bPending);
-        // For good: a later period that is done leaves it.
+        // Once and for good: a later period that is done leaves it.
         if (light == Light::Yellow && !std::exchange(bYellow, true))
             pSerialNumber->setIcon(lightIcon(light));
     }

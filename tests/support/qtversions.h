@@ -1,5 +1,5 @@
-#ifndef SUPPORT_QTVERSIONS_H
-#define SUPPORT_QTVERSIONS_H
+#ifndef TESTS_SUPPORT_QTVERSIONS_H
+#define TESTS_SUPPORT_QTVERSIONS_H
 
 #include <QCoreApplication>
 #include <QProcess>
@@ -103,4 +103,4 @@ inline QStyleOptionViewItem viewOptions(const QAbstractItemView *pView)
 }
 #endif
 
-#endif // SUPPORT_QTVERSIONS_H
+#endif // TESTS_SUPPORT_QTVERSIONS_H
